@@ -1,0 +1,198 @@
+#include "src/ftp/ftpclientcom.h"
+
+#include <ace/ACE.h>
+#include <ace/INET_Addr.h>
+#include <ace/OS_NS_string.h>
+#include <ace/Signal.h>
+#include <ace/Time_Value.h>
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <sstream>
+
+#include "include/ftpresult.h"
+#include "src/support/log.h"
+
+namespace RVN_FTP_CLIENT {
+namespace {
+
+constexpr const char* kFile = "ftpclientcom";
+constexpr int kLineConnectError = 51;
+constexpr int kLineConnectSleep = 53;
+constexpr int kLineDataClose = 221;
+constexpr int kLineListenClose = 230;
+
+// What Windows Sockets calls "already connected". No Linux errno has this number; the rule that it
+// counts as connected is kept for the code this class shares with other hosts.
+constexpr int kWinsockIsConnected = 10056;
+
+constexpr int kListenBacklog = 5;
+
+void SleepSeconds(int nSeconds) {
+    timespec left{nSeconds, 0};
+    while (::nanosleep(&left, &left) == -1 && errno == EINTR) {
+    }
+}
+
+// Descriptors must not leak into programs that the host starts, and ACE::recv needs fewer system
+// calls on a non-blocking socket.
+void Prepare(ACE_SOCK& socket) {
+    socket.enable(ACE_NONBLOCK);
+    socket.enable(ACE_CLOEXEC);
+}
+
+// ACE connects on whatever handle the stream still has, and leaves that handle open after some
+// failed attempts; here every attempt begins with a socket of its own and a failed one leaves none.
+int ConnectStream(ACE_SOCK_Connector& connector, ACE_SOCK_Stream& stream, const std::string& host,
+                  unsigned short usPort, int nTimeout) {
+    stream.close();
+    ACE_INET_Addr server;
+    if (server.set(usPort, host.c_str(), 1, AF_UNSPEC) == -1) return -1;
+    const ACE_Time_Value timeout(nTimeout, 0);
+    const int nResult = connector.connect(stream, server, &timeout, ACE_Addr::sap_any, 0, 0, 0, 0);
+    if (nResult < 0) {
+        const int nErrno = errno;
+        stream.close();
+        errno = nErrno;
+        return nResult;
+    }
+    Prepare(stream);
+    return nResult;
+}
+
+int SendAll(const ACE_SOCK_Stream& stream, const char* pData, int nLength) {
+    if (nLength < 1) return nLength;
+    int nRemaining = nLength;
+    while (nRemaining >= 1) {
+        const ssize_t nSent = ACE::send_n(stream.get_handle(), pData + (nLength - nRemaining),
+                                          static_cast<std::size_t>(nRemaining));
+        if (nSent < 1) return static_cast<int>(nSent);
+        nRemaining -= static_cast<int>(nSent);
+    }
+    return nLength;
+}
+
+int ReceiveOnce(const ACE_SOCK_Stream& stream, char* pBuffer, int nCapacity, int nTimeout) {
+    // poll() takes no notice of a closed handle, it would wait the time-out for nothing.
+    if (stream.get_handle() == ACE_INVALID_HANDLE) {
+        errno = ENOTCONN;
+        return -1;
+    }
+    const ACE_Time_Value timeout(nTimeout, 0);
+    return static_cast<int>(
+        ACE::recv(stream.get_handle(), pBuffer, static_cast<std::size_t>(nCapacity), &timeout));
+}
+
+}  // namespace
+
+CFtpClientCom::CFtpClientCom() {
+    ACE_Sig_Action ignore(static_cast<ACE_SignalHandler>(SIG_IGN), static_cast<sigset_t*>(nullptr),
+                          0);
+    ignore.register_action(SIGPIPE);
+}
+
+int CFtpClientCom::Connect(const FtpSockParam& param, int nTimeout) {
+    m_bPasv = param.bPasv;
+    m_strHost = param.strHost;
+    m_nPort = param.nPort;
+
+    const int nResult = ConnectStream(m_CtrlConnector, m_CtrlSock, m_strHost,
+                                      static_cast<unsigned short>(m_nPort), nTimeout);
+    if (nResult >= 0) return nResult;
+
+    const int nErrno = errno;
+    const char* pszText = ACE_OS::strerror(nErrno);
+    std::ostringstream message;
+    message << "CFtpClientCom::Connect error :" << (pszText != nullptr ? pszText : "")
+            << ",ErrorCode:" << nErrno << '\n';
+    LogError(FTP_CONNECT_FAILED, message.str(), LocationInfo(kFile, "Connect", kLineConnectError));
+
+    if (nErrno == ECONNREFUSED) {
+        LogError(static_cast<unsigned int>(nErrno), "CFtpClientCom::Connect error :sleep ",
+                 LocationInfo(kFile, "Connect", kLineConnectSleep));
+        SleepSeconds(nTimeout);
+        return nResult;
+    }
+    return nErrno == kWinsockIsConnected ? 0 : nResult;
+}
+
+int CFtpClientCom::SendCtrl(const char* pData, int nLength) {
+    return SendAll(m_CtrlSock, pData, nLength);
+}
+
+int CFtpClientCom::SendData(const char* pData, int nLength) {
+    return SendAll(m_DataSock, pData, nLength);
+}
+
+int CFtpClientCom::RecvCtrl(char* pBuffer, int nCapacity, int nTimeout) {
+    return ReceiveOnce(m_CtrlSock, pBuffer, nCapacity, nTimeout);
+}
+
+int CFtpClientCom::RecvData(char* pBuffer, int nCapacity, int nTimeout) {
+    return ReceiveOnce(m_DataSock, pBuffer, nCapacity, nTimeout);
+}
+
+int CFtpClientCom::OpenDataLink(unsigned int& uIpOut, unsigned short& usPort,
+                                unsigned int uTimeout) {
+    const int nTimeout = static_cast<int>(uTimeout);
+    if (m_bPasv != 0) {
+        return ConnectStream(m_DataConnector, m_DataSock, m_strHost, usPort, nTimeout);
+    }
+    if (ListenData(usPort, uIpOut) != 0) return 0;  // the transfer command will tell
+    return AcceptData(nTimeout);
+}
+
+int CFtpClientCom::ListenData(unsigned short& usPortOut, unsigned int& uIpOut) {
+    m_ListenSock.close();
+    ACE_INET_Addr local;
+    m_CtrlSock.get_local_addr(local);
+    uIpOut = local.get_ip_address();
+
+    const ACE_INET_Addr anyPort(static_cast<unsigned short>(0), uIpOut);
+    if (m_ListenSock.open(anyPort, 0, AF_INET, kListenBacklog, 0) == -1) return -1;
+    m_ListenSock.enable(ACE_CLOEXEC);
+
+    ACE_INET_Addr listening;
+    m_ListenSock.get_local_addr(listening);
+    usPortOut = listening.get_port_number();
+    return 0;
+}
+
+int CFtpClientCom::AcceptData(int nTimeout) {
+    ACE_INET_Addr peer;
+    ACE_Time_Value timeout(nTimeout, 0);
+    m_DataSock.close();
+    if (m_ListenSock.accept(m_DataSock, &peer, &timeout, true, false) == -1) return -1;
+    Prepare(m_DataSock);
+    return 0;
+}
+
+int CFtpClientCom::CloseDataSock() {
+    const int nData = m_DataSock.close();
+    if (nData != 0) {
+        LogError(static_cast<unsigned int>(nData), "CloseDataSock m_DataSock close failure!",
+                 LocationInfo(kFile, "CloseDataSock", kLineDataClose));
+    }
+    if (m_bPasv != 0) return nData;
+
+    // In active mode the caller learns of the listening socket only.
+    const int nListen = m_ListenSock.close();
+    if (nListen != 0) {
+        LogError(static_cast<unsigned int>(nListen), "CloseDataSock m_ListenSock close failure!",
+                 LocationInfo(kFile, "CloseDataSock", kLineListenClose));
+    }
+    return nListen;
+}
+
+int CFtpClientCom::CloseCtrlSock() {
+    return m_CtrlSock.close();
+}
+
+unsigned int CFtpClientCom::CloseAll() {
+    const int nData = CloseDataSock();
+    const int nCtrl = CloseCtrlSock();
+    return nData != 0 || nCtrl != 0 ? FTP_CLOSE_FAILED : FTP_OK;
+}
+
+}  // namespace RVN_FTP_CLIENT
