@@ -20,8 +20,8 @@ void Store32(std::uint8_t* pTo, std::uint32_t uValue) {
 
 }  // namespace
 
-CPacketWriter::CPacketWriter(EPacket type) : m_bytes(kLengthSize) {
-    m_bytes.push_back(type);
+CPacketWriter::CPacketWriter(EPacket type) : m_bytes(kLengthSize + 1) {
+    m_bytes.back() = type;
 }
 
 CPacketWriter::CPacketWriter(EPacket type, std::uint32_t uId) : CPacketWriter(type) {

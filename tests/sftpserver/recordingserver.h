@@ -1,0 +1,67 @@
+#ifndef QEL_TESTS_SFTPSERVER_RECORDINGSERVER_H
+#define QEL_TESTS_SFTPSERVER_RECORDINGSERVER_H
+
+#include <libssh/libssh.h>
+#include <libssh/server.h>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/sockets.h"
+
+namespace TestSupport {
+
+// What a recording server does, beside recording.
+struct SServerScript {
+    int nMethods = SSH_AUTH_METHOD_PASSWORD;  // ways to log in that it offers
+    std::string strPassword = "tea";          // for password and for hidden prompts
+    std::vector<std::string> prompts = {"Password: "};
+    std::vector<bool> echo = {false};  // whether the prompt's answer is shown
+
+    // Plays the server's side of the SFTP subsystem on a socket. Empty: there is no subsystem.
+    std::function<void(int nSocket)> subsystem;
+};
+
+// An SSH server on a loopback port with a host key of its own; serves one connection after the
+// other and notes everything that a client says on its way in.
+class RecordingServer {
+public:
+    explicit RecordingServer(SServerScript script);
+    ~RecordingServer();
+
+    RecordingServer(const RecordingServer&) = delete;
+    RecordingServer& operator=(const RecordingServer&) = delete;
+
+    unsigned short Port() const { return m_usPort; }
+    const std::string& HostKey() const { return m_strHostKey; }
+
+    // "key exchange", "auth none", "auth password tea", "answer tea", "subsystem sftp".
+    std::vector<std::string> Events() const;
+
+private:
+    void Accept();
+    void Serve(ssh_session session);
+    bool LogIn(ssh_session session);
+    bool Judge(ssh_session session, ssh_message message);
+    ssh_channel AwaitSubsystem(ssh_session session);
+    void Relay(ssh_session session, ssh_channel channel);
+    void Note(const std::string& strEvent);
+
+    SServerScript m_script;
+    ssh_bind m_bind;
+    std::string m_strHostKey;
+    CHandle m_listener;
+    unsigned short m_usPort;
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_events;
+    std::atomic<bool> m_bStop{false};
+    std::thread m_thread;
+};
+
+}  // namespace TestSupport
+
+#endif
