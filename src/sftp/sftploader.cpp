@@ -2,6 +2,7 @@
 
 #include <ace/DLL.h>
 #include <ace/DLL_Manager.h>
+#include <ace/Framework_Component.h>
 #include <ace/Init_ACE.h>
 
 #include <dlfcn.h>
@@ -20,22 +21,36 @@ namespace {
 constexpr const char* kWrapperLibrary = "vesk/Zelt_3rdTools/lib/libkavo_sftp_wrapper.so";
 constexpr int kOpenMode = RTLD_LAZY | RTLD_GLOBAL;
 
-// Gives the library its one entry in ACE's table of libraries, without loading it.
-//
-// ACE looks for the entry under its lock, but opens the library and adds the entry after it has let
-// go. Threads that open a new name at the same time thus add an entry each, while closing goes by
-// name and always finds the first: that one is closed as often as there are threads, under the
-// hands of those who still look symbols up through it, and the others are never closed. An entry,
-// once there, stays and counts correctly, so that it is enough to make it once before the first
-// open.
-//
-// The program's own handle stands in for the library and is closed again at once. It is closed
-// through the entry, since the manager would ask the process's unload policy and might keep it.
-bool AddToLibraryTable(const std::string& strPath) {
-    ACE_DLL_Handle* pEntry = ACE_DLL_Manager::instance()->open_dll(strPath.c_str(), kOpenMode,
-                                                                   dlopen(nullptr, RTLD_LAZY));
-    return pEntry != nullptr && pEntry->close(1) == 0;
+// ACE looks at its singletons without a lock before it makes them under one, which is not enough to
+// see them whole on every processor. They are therefore made by one thread, before others look.
+ACE_DLL_Manager& LibraryTable() {
+    [[maybe_unused]] static const bool bMade =
+        ACE_DLL_Manager::instance() != nullptr && ACE_Framework_Repository::instance() != nullptr;
+    return *ACE_DLL_Manager::instance();
 }
+
+// Keeps the library in ACE's table of open libraries while a connection opens it.
+//
+// ACE looks a name up under its lock, but opens the library and adds the entry after it has let go.
+// Threads that open a new name at the same time thus add an entry each, while closing goes by name
+// and always finds the first: that one is closed by all of them, under the hands of those who still
+// look symbols up through it, and the others never. Entries stay in the table and the first of a
+// name is the one that counts, so that an open goes well once there is an entry. This object sees
+// to that; should it have added one too many itself, it closes that very one, not by name.
+class CTableEntry {
+public:
+    explicit CTableEntry(const std::string& strPath)
+        : m_pEntry(LibraryTable().open_dll(strPath.c_str(), kOpenMode, ACE_SHLIB_INVALID_HANDLE)) {}
+    ~CTableEntry() {
+        if (m_pEntry != nullptr) m_pEntry->close(1);
+    }
+
+    CTableEntry(const CTableEntry&) = delete;
+    CTableEntry& operator=(const CTableEntry&) = delete;
+
+private:
+    ACE_DLL_Handle* m_pEntry;  // ACE's; null when the library cannot be opened
+};
 
 }  // namespace
 
@@ -47,8 +62,7 @@ ACE_DLL* CSftpClient::loadSftpDll() {
 
     auto pDll = std::make_unique<ACE_DLL>(true);
     ACE::init();
-    // The server path does not change while the process lives.
-    [[maybe_unused]] static const bool bInTable = AddToLibraryTable(strPath);
+    const CTableEntry entry(strPath);
     const int nResult = pDll->open(strPath.c_str(), kOpenMode, true);
     if (nResult == 0) return pDll.release();
 
