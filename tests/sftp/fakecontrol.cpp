@@ -89,6 +89,9 @@ void CFake::FakeLoaderError(const char* pszText) {
 
 namespace {
 
+// Looked up before main(): a successful dlsym() clears the error that dlerror() would tell.
+const auto g_pRealDlerror = reinterpret_cast<char* (*)()>(dlsym(RTLD_NEXT, "dlerror"));
+
 // In front of each block; keeps the alignment of malloc.
 struct alignas(std::max_align_t) SBlockSize {
     std::size_t nSize;
@@ -143,10 +146,9 @@ void kavo_sftp_free(void* block) {
 // In place of the C library's, for the program and all libraries it loads.
 char* dlerror() noexcept {
     CFake& fake = CFake::Instance();
-    if (!fake.bFakeLoaderError) {
-        static const auto pReal = reinterpret_cast<char* (*)()>(dlsym(RTLD_NEXT, "dlerror"));
-        return pReal();
-    }
+    // Null while the program is being started.
+    if (!fake.bFakeLoaderError)
+        return TestSftp::g_pRealDlerror == nullptr ? nullptr : TestSftp::g_pRealDlerror();
     fake.Record("dlerror");
     return const_cast<char*>(fake.pszLoaderError.load());
 }
