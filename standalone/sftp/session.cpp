@@ -6,7 +6,6 @@
 
 #include "standalone/sftp/algorithmlist.h"
 #include "standalone/sftp/filetransfer.h"
-#include "standalone/sftp/pipesignal.h"
 #include "standalone/sftp/readwindow.h"
 #include "standalone/sftp/sftprequests.h"
 #include "standalone/sftp/writewindow.h"
@@ -14,8 +13,7 @@
 namespace sftpwrapper {
 namespace {
 
-constexpr unsigned int kDefaultTimeoutSeconds = 30;
-constexpr unsigned int kMaxTimeoutSeconds = 24 * 60 * 60;
+constexpr unsigned int kMaxTimeout = 24 * 60 * 60;  // seconds
 constexpr unsigned int kMaxPort = 65535;
 constexpr int kKeyFormat = 1;
 
@@ -29,7 +27,6 @@ bool IsEmpty(const SFTP_String& text) {
 template <class Operation>
 int CSession::Guarded(Operation operation) noexcept {
     try {
-        const CPipeSignalGuard guard;
         return operation();
     } catch (const std::bad_alloc&) {
         End();
@@ -134,8 +131,8 @@ int CSession::setSessionOption(int) {
 }
 
 int CSession::setTimeout(unsigned int uSeconds) {
-    const unsigned int uWanted = uSeconds == 0 ? kDefaultTimeoutSeconds : uSeconds;
-    m_settings.timeout = std::chrono::seconds(std::min(uWanted, kMaxTimeoutSeconds));
+    m_settings.timeout = kDefaultTimeout;
+    if (uSeconds != 0) m_settings.timeout = std::chrono::seconds(std::min(uSeconds, kMaxTimeout));
     return SFTP_OK;
 }
 

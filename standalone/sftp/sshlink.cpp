@@ -1,7 +1,5 @@
 #include "standalone/sftp/sshlink.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "standalone/sftp/algorithmlist.h"
@@ -136,8 +134,8 @@ int CSshLink::Configure(const SLinkSettings& settings) {
     if (nSocket < 0)
         return m_error.Set(SFTP_ERR_CONNECT, "no connection to " + settings.strHost + " port " +
                                                  std::to_string(uPort) + ": " + strReason);
+    m_socket.Own(nSocket);
     if (ssh_options_set(m_session, SSH_OPTIONS_FD, &nSocket) == SSH_OK) return SFTP_OK;
-    ::close(nSocket);
     return m_error.Set(SFTP_ERR_MEMORY, Detail());
 }
 

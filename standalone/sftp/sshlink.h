@@ -11,6 +11,7 @@
 #include "platform/sftpwrapper.h"
 #include "standalone/sftp/lasterror.h"
 #include "standalone/sftp/secret.h"
+#include "standalone/sftp/tcpconnect.h"
 
 namespace sftpwrapper {
 
@@ -18,6 +19,8 @@ struct SKeyDeleter {
     void operator()(ssh_key key) const { ssh_key_free(key); }
 };
 using KeyPtr = std::unique_ptr<ssh_key_struct, SKeyDeleter>;
+
+constexpr std::chrono::seconds kDefaultTimeout{30};
 
 // What a session was told before it connects. The lists are names, the preferred one first.
 struct SLinkSettings {
@@ -30,7 +33,7 @@ struct SLinkSettings {
     std::vector<std::string> hostKeys;
     std::vector<std::string> compressions;
     std::vector<std::string> authTypes;
-    std::chrono::milliseconds timeout{30000};
+    std::chrono::milliseconds timeout = kDefaultTimeout;
     SFTP_SessionCB* pCallback = nullptr;  // the user's
 
     CSecret password;
@@ -66,6 +69,7 @@ private:
 
     CLastError& m_error;
     ssh_session m_session = nullptr;
+    COwnSocket m_socket;
 };
 
 // "ssh-ed25519 AAAA..."; empty when the key cannot be written so.

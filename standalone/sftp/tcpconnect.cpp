@@ -5,6 +5,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -37,6 +38,12 @@ void Tune(int nSocket) {
     ::setsockopt(nSocket, SOL_SOCKET, SO_KEEPALIVE, &nOn, sizeof nOn);
 }
 
+// 0 when it is not open.
+unsigned long long InodeOf(int nSocket) {
+    struct stat info;
+    return ::fstat(nSocket, &info) == 0 ? info.st_ino : 0;
+}
+
 int ConnectAddress(const addrinfo& address, const CDeadline& deadline, int& nError) {
     const int nSocket =
         ::socket(address.ai_family, address.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -56,6 +63,15 @@ int ConnectAddress(const addrinfo& address, const CDeadline& deadline, int& nErr
 }
 
 }  // namespace
+
+COwnSocket::~COwnSocket() {
+    if (m_nSocket >= 0 && InodeOf(m_nSocket) == m_ullInode) ::close(m_nSocket);
+}
+
+void COwnSocket::Own(int nSocket) {
+    m_nSocket = nSocket;
+    m_ullInode = InodeOf(nSocket);
+}
 
 int ConnectTcp(const std::string& strHost, unsigned int uPort, const CDeadline& deadline,
                std::string& strError) {

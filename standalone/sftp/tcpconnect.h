@@ -13,6 +13,24 @@ namespace sftpwrapper {
 int ConnectTcp(const std::string& strHost, unsigned int uPort, const CDeadline& deadline,
                std::string& strError);
 
+// A socket that is lent to libssh, which leaves it open after some endings and closes it after
+// others. Closes it in the end, unless the number belongs to something else by then.
+class COwnSocket {
+public:
+    COwnSocket() = default;
+    ~COwnSocket();
+
+    COwnSocket(const COwnSocket&) = delete;
+    COwnSocket& operator=(const COwnSocket&) = delete;
+
+    // To be called once.
+    void Own(int nSocket);
+
+private:
+    int m_nSocket = -1;
+    unsigned long long m_ullInode = 0;  // of the socket; never reused while it is open
+};
+
 }  // namespace sftpwrapper
 
 #endif

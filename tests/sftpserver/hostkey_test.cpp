@@ -28,6 +28,15 @@ Texts EventsAfter(HostSession& session, const RecordingServer& server) {
     return events;
 }
 
+// The log-in among the events. The end of the key exchange is not: a client that hangs up at once
+// may be gone before the server has finished its own half.
+Texts LogInAmong(const Texts& events) {
+    Texts found;
+    for (const std::string& strEvent : events)
+        if (strEvent != "key exchange" && strEvent != "closed") found.push_back(strEvent);
+    return found;
+}
+
 TEST(HostKey, WhenItIsTheExpectedOneThePasswordIsSent) {
     RecordingServer server(TakesPasswords());
     HostSession session(AccountOf(server));
@@ -44,7 +53,7 @@ TEST(HostKey, WhenItHasChangedNothingIsSentAnyMore) {
     HostSession session(account);
     EXPECT_EQ(session->connect(), SFTP_ERR_HOST_KEY);
     EXPECT_EQ(session.Error(), "6 the host key of 127.0.0.1 is not accepted: " + server.HostKey());
-    EXPECT_EQ(EventsAfter(session, server), (Texts{"key exchange", "closed"}));
+    EXPECT_EQ(LogInAmong(EventsAfter(session, server)), Texts{});
 }
 
 TEST(HostKey, IsRefusedInEveryOtherFormatThanOpenSsh) {
@@ -53,7 +62,7 @@ TEST(HostKey, IsRefusedInEveryOtherFormatThanOpenSsh) {
     account.strHostKeyFormat = "";
     HostSession session(account);
     EXPECT_EQ(session->connect(), SFTP_ERR_HOST_KEY);
-    EXPECT_EQ(EventsAfter(session, server), (Texts{"key exchange", "closed"}));
+    EXPECT_EQ(LogInAmong(EventsAfter(session, server)), Texts{});
 }
 
 TEST(HostKey, IsNotLookedAtWhenTheAccountSaysSo) {
@@ -70,7 +79,7 @@ TEST(HostKey, IsRefusedWhenNobodyCanBeAsked) {
     HostSession session(AccountOf(server));
     session->setSessionCallback(nullptr);
     EXPECT_EQ(session->connect(), SFTP_ERR_HOST_KEY);
-    EXPECT_EQ(EventsAfter(session, server), (Texts{"key exchange", "closed"}));
+    EXPECT_EQ(LogInAmong(EventsAfter(session, server)), Texts{});
 }
 
 class HostKeyType : public testing::TestWithParam<const char*> {};
