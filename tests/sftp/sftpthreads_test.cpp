@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -16,10 +17,24 @@
 #include <vector>
 
 #include "include/sftpclient.h"
+#include "platform/files.h"
 #include "src/sftp/sftpclientreadcfg.h"
 #include "tests/sftp/fakeserver.h"
 #include "tests/sftp/fakewrapper.h"
 #include "tests/support/recordinglog.h"
+
+namespace {
+
+std::atomic<int> g_nConfigurationsRead{0};
+
+}  // namespace
+
+// Part of reading the configuration; takes so long that every thread that asks meanwhile must wait.
+int ZELT_OS::access(const char* path, int mode, const char* /*encoding*/) {
+    ++g_nConfigurationsRead;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    return ::access(path, mode);
+}
 
 namespace {
 
@@ -102,6 +117,7 @@ TEST(SftpConnections, OpenAndReleaseInSixteenThreads) {
 
 TEST(SftpConnections, MakeTheConfigurationOnce) {
     const CFakeServer server;
+    g_nConfigurationsRead = 0;
     std::atomic<CSftpClientConfManager*> pFirst{nullptr};
     std::atomic<int> nOthers{0};
     InThreads([&] {
@@ -111,6 +127,7 @@ TEST(SftpConnections, MakeTheConfigurationOnce) {
         if (!pMine->isConfigValid()) ++nOthers;
     });
     EXPECT_EQ(nOthers, 0);
+    EXPECT_EQ(g_nConfigurationsRead, 1);
 }
 
 // ---- the very first opens of a process
