@@ -96,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(Types, HostKeyType, testing::Values("rsa", "ecdsa", "ed
 
 TEST(LogInByPrompts, AnswersHiddenPromptsWithThePasswordAndNoOthers) {
     SServerScript script = TakesPasswords();
-    script.nMethods = SSH_AUTH_METHOD_INTERACTIVE;
+    script.uMethods = SSH_AUTH_METHOD_INTERACTIVE;
     script.prompts = {"Password: ", "Your name: "};
     script.echo = {false, true};
     RecordingServer server(script);
@@ -109,7 +109,7 @@ TEST(LogInByPrompts, AnswersHiddenPromptsWithThePasswordAndNoOthers) {
 
 TEST(LogInByPrompts, IsRefusedWithAWrongPassword) {
     SServerScript script = TakesPasswords();
-    script.nMethods = SSH_AUTH_METHOD_INTERACTIVE | SSH_AUTH_METHOD_PASSWORD;
+    script.uMethods = SSH_AUTH_METHOD_INTERACTIVE | SSH_AUTH_METHOD_PASSWORD;
     script.strPassword = "coffee";
     RecordingServer server(script);
     RecordingLog::Clear();

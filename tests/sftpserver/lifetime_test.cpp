@@ -188,6 +188,10 @@ void operator delete[](void* pBlock, std::size_t) noexcept {
     operator delete[](pBlock);
 }
 
+void* operator new[](std::size_t uSize, const std::nothrow_t&) noexcept {
+    return std::malloc(uSize);
+}
+
 void* operator new[](std::size_t uSize) {
     void* pBlock = std::malloc(uSize);
     if (pBlock == nullptr) throw std::bad_alloc();

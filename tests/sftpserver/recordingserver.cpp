@@ -103,7 +103,7 @@ bool RecordingServer::Judge(ssh_session session, ssh_message message) {
         case SSH_AUTH_METHOD_PASSWORD: {
             const std::string strPassword = PasswordOf(message);
             Note("auth password " + strPassword);
-            bAccepted = (m_script.nMethods & SSH_AUTH_METHOD_PASSWORD) != 0 &&
+            bAccepted = (m_script.uMethods & SSH_AUTH_METHOD_PASSWORD) != 0 &&
                         strPassword == m_script.strPassword;
             break;
         }
@@ -137,7 +137,7 @@ bool RecordingServer::Judge(ssh_session session, ssh_message message) {
     if (bAccepted) {
         ssh_message_auth_reply_success(message, 0);
     } else {
-        ssh_message_auth_set_methods(message, m_script.nMethods);
+        ssh_message_auth_set_methods(message, static_cast<int>(m_script.uMethods));
         ssh_message_reply_default(message);
     }
     return bAccepted;

@@ -17,7 +17,7 @@ namespace TestSupport {
 
 // What a recording server does, beside recording.
 struct SServerScript {
-    int nMethods = SSH_AUTH_METHOD_PASSWORD;  // ways to log in that it offers
+    unsigned int uMethods = SSH_AUTH_METHOD_PASSWORD;  // ways to log in that it offers
     std::string strPassword = "tea";          // for password and for hidden prompts
     std::vector<std::string> prompts = {"Password: "};
     std::vector<bool> echo = {false};  // whether the prompt's answer is shown

@@ -170,7 +170,8 @@ TEST_F(Transfer, WhoseServerGoesAwayWhilePuttingDoesNotEndTheProgram) {
 TEST_F(Transfer, OfAThousandSmallFilesBothWays) {
     for (int i = 0; i < 1000; ++i) {
         const std::string strName = "small-" + std::to_string(i);
-        const std::string strBytes = Payload(static_cast<std::size_t>(i), 100U + i);
+        const std::string strBytes =
+            Payload(static_cast<std::size_t>(i), 100U + static_cast<unsigned int>(i));
         WriteFile(m_temp.File(strName), strBytes);
         ASSERT_EQ(
             m_session->putFile(Text(m_temp.File(strName)), Text(m_server.File(strName)), nullptr),

@@ -48,6 +48,10 @@ protected:
         EXPECT_FALSE(std::filesystem::exists(Local() + ".part"));
     }
 
+    // What a script saw; here because the server's thread outlives the body of the test.
+    std::size_t m_uLargest = 0;
+    std::string m_strArrived;
+
     TempDir m_temp;
     std::unique_ptr<RecordingServer> m_pServer;
     std::unique_ptr<HostSession> m_pSession;
@@ -68,32 +72,31 @@ void ServeReads(SftpPeer& peer, const std::string& strFile, std::size_t uMost) {
 }
 
 TEST_F(ScriptedFile, IsReadWithoutAskingForMoreThanEveryServerGives) {
-    std::uint32_t uLargest = 0;
     const std::string strFile = Payload(kFileSize);
-    Play([&](SftpPeer& peer) {
+    Play([this, strFile](SftpPeer& peer) {
         while (true) {
             const SRequest request = peer.Take();
             if (peer.AnswerUsual(request, strFile.size())) continue;
             if (request.bEnd) return;
-            uLargest = std::max(uLargest, request.uSize);
+            m_uLargest = std::max<std::size_t>(m_uLargest, request.uSize);
             peer.GiveData(request.uId, strFile.substr(request.ullOffset, request.uSize));
         }
     });
     ASSERT_EQ(Get(), SFTP_OK) << Session().Error();
     EXPECT_TRUE(SamePayload(strFile, ReadFile(Local())));
-    EXPECT_EQ(uLargest, kSafeSize);
+    EXPECT_EQ(m_uLargest, kSafeSize);
 }
 
 TEST_F(ScriptedFile, IsReadWholeFromAServerOfShortAnswers) {
     const std::string strFile = Payload(kFileSize);
-    Play([&](SftpPeer& peer) { ServeReads(peer, strFile, 1000); });
+    Play([=](SftpPeer& peer) { ServeReads(peer, strFile, 1000); });
     ASSERT_EQ(Get(), SFTP_OK) << Session().Error();
     EXPECT_TRUE(SamePayload(strFile, ReadFile(Local())));
 }
 
 TEST_F(ScriptedFile, IsReadToItsEndWhenItsSizeIsSaidToBeZero) {
     const std::string strFile = Payload(100'000);
-    Play([&](SftpPeer& peer) {
+    Play([=](SftpPeer& peer) {
         while (true) {
             const SRequest request = peer.Take();
             if (peer.AnswerUsual(request, 0)) continue;
@@ -111,7 +114,7 @@ TEST_F(ScriptedFile, IsReadToItsEndWhenItsSizeIsSaidToBeZero) {
 // Answers nothing until so many reads wait, then all of them, the last one first.
 TEST_F(ScriptedFile, IsReadWithManyRequestsOnTheirWayInAnyOrder) {
     const std::string strFile = Payload(kFileSize);
-    Play([&](SftpPeer& peer) {
+    Play([=](SftpPeer& peer) {
         std::vector<SRequest> waiting;
         std::size_t uLeft = strFile.size();
         while (true) {
@@ -133,7 +136,7 @@ TEST_F(ScriptedFile, IsReadWithManyRequestsOnTheirWayInAnyOrder) {
 
 TEST_F(ScriptedFile, ThatEndsBeforeItsSizeIsAFailure) {
     const std::string strFile = Payload(kFileSize);
-    Play([&](SftpPeer& peer) {
+    Play([=](SftpPeer& peer) {
         while (true) {
             const SRequest request = peer.Take();
             if (peer.AnswerUsual(request, strFile.size() + 1)) continue;
@@ -151,7 +154,7 @@ TEST_F(ScriptedFile, ThatEndsBeforeItsSizeIsAFailure) {
 
 TEST_F(ScriptedFile, ThatCannotBeReadAnyFurtherLeavesTheSessionUsable) {
     const std::string strFile = Payload(kFileSize);
-    Play([&](SftpPeer& peer) {
+    Play([=](SftpPeer& peer) {
         while (true) {
             const SRequest request = peer.Take();
             if (peer.AnswerUsual(request, strFile.size())) continue;
@@ -173,17 +176,16 @@ TEST_F(ScriptedFile, ThatCannotBeReadAnyFurtherLeavesTheSessionUsable) {
 // Holds acknowledgements back until so many writes wait, then gives them the last one first.
 TEST_F(ScriptedFile, IsWrittenWithManyRequestsOnTheirWay) {
     const std::string strFile = Payload(kFileSize);
-    std::string strArrived(kFileSize, '\0');
-    std::size_t uLargest = 0;
-    Play([&](SftpPeer& peer) {
+    m_strArrived.assign(kFileSize, '\0');
+    Play([this](SftpPeer& peer) {
         std::vector<std::uint32_t> waiting;
         std::size_t uLeft = kFileSize;
         while (true) {
             const SRequest request = peer.Take();
             if (peer.AnswerUsual(request, 0)) continue;
             if (request.bEnd || request.ullOffset + request.strData.size() > kFileSize) return;
-            strArrived.replace(request.ullOffset, request.strData.size(), request.strData);
-            uLargest = std::max(uLargest, request.strData.size());
+            m_strArrived.replace(request.ullOffset, request.strData.size(), request.strData);
+            m_uLargest = std::max(m_uLargest, request.strData.size());
             uLeft -= request.strData.size();
             waiting.push_back(request.uId);
             if (waiting.size() < kManyRequests && uLeft > 0) continue;
@@ -194,13 +196,12 @@ TEST_F(ScriptedFile, IsWrittenWithManyRequestsOnTheirWay) {
     });
     ASSERT_EQ(Session()->setTimeout(2), SFTP_OK);
     ASSERT_EQ(Put(strFile), SFTP_OK) << Session().Error();
-    Session()->closeSession();
-    EXPECT_TRUE(SamePayload(strFile, strArrived));
-    EXPECT_EQ(uLargest, kSafeSize);
+    EXPECT_TRUE(SamePayload(strFile, m_strArrived));
+    EXPECT_EQ(m_uLargest, kSafeSize);
 }
 
 TEST_F(ScriptedFile, OfWhichOneBlockIsNotWrittenIsAFailureThatLeavesTheSessionUsable) {
-    Play([&](SftpPeer& peer) {
+    Play([=](SftpPeer& peer) {
         while (true) {
             const SRequest request = peer.Take();
             if (peer.AnswerUsual(request, 7)) continue;
