@@ -162,6 +162,7 @@ int CSshLink::LogIn(const SLinkSettings& settings) {
                            "neither a password nor a private key for a configured way to log in");
     const int nFirst = ssh_userauth_none(m_session, nullptr);
     if (nFirst == SSH_AUTH_SUCCESS) return SFTP_OK;
+    if (nFirst == SSH_AUTH_AGAIN) return SilentAtLogIn();
     if (nFirst == SSH_AUTH_ERROR)
         return m_error.Set(SFTP_ERR_LOST, "lost while logging in: " + Detail());
     bool bLoggedIn = false;
@@ -184,10 +185,15 @@ int CSshLink::TryAll(const SLinkSettings& settings, std::vector<std::string>& wa
         const int nResult = Try(strType, settings);
         bLoggedIn = nResult == SSH_AUTH_SUCCESS;
         if (bLoggedIn) return SFTP_OK;
+        if (nResult == SSH_AUTH_AGAIN) return SilentAtLogIn();
         // A server that hangs up after too many refusals has refused, too.
-        if (nResult == SSH_AUTH_ERROR)
+        if (nResult == SSH_AUTH_ERROR && !ssh_is_connected(m_session))
             return m_error.Set(SFTP_ERR_AUTH, "log-in by " + strType + " failed: " + Detail());
     }
+}
+
+int CSshLink::SilentAtLogIn() {
+    return m_error.Set(SFTP_ERR_TIMEOUT, "no answer to the log-in in time");
 }
 
 int CSshLink::Try(const std::string& strType, const SLinkSettings& settings) {

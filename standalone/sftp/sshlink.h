@@ -65,6 +65,7 @@ private:
     int TryAll(const SLinkSettings& settings, std::vector<std::string>& waiting, bool& bLoggedIn);
     int Try(const std::string& strType, const SLinkSettings& settings);
     int AnswerPrompts(const SLinkSettings& settings);
+    int SilentAtLogIn();
     std::string Detail() const;
 
     CLastError& m_error;

@@ -130,6 +130,18 @@ TEST(LogIn, IsToldFromAMissingSubsystem) {
     EXPECT_EQ(session.Error(), "5 the server has no SFTP subsystem");
 }
 
+TEST(LogIn, IsGivenUpWhenTheServerSaysNothing) {
+    SServerScript script = TakesPasswords();
+    script.bIgnoresPasswords = true;
+    RecordingServer server(script);
+    HostSession session(AccountOf(server));
+    ASSERT_EQ(session->setTimeout(1), SFTP_OK);
+    const auto start = Clock::now();
+    EXPECT_EQ(session->connect(), SFTP_ERR_TIMEOUT);
+    EXPECT_EQ(session.Error(), "11 no answer to the log-in in time");
+    EXPECT_LT(Clock::now() - start, Millis(4000));
+}
+
 TEST(LogIn, UsesUpThePassword) {
     RecordingServer server(TakesPasswords());
     HostSession session(AccountOf(server));

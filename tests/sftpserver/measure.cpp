@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -97,10 +96,14 @@ struct SProgram {
 constexpr SProgram kPrograms[] = {
     {"this wrapper", RunOurs}, {"OpenSSH sftp", RunSftp}, {"curl", RunCurl}};
 
-double Seconds(const std::function<void()>& work) {
+// Seconds. Tells each as it comes: over the long line some programs take minutes.
+double Timed(const SLine& line, const char* pszLine, const SProgram& program, bool bGet) {
     const auto start = Clock::now();
-    work();
-    return std::chrono::duration<double>(Clock::now() - start).count();
+    program.pRun(line, bGet);
+    const double dSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+    std::fprintf(stderr, "%s, %s, %s: %.2f s\n", pszLine, program.pszName, bGet ? "get" : "put",
+                 dSeconds);
+    return dSeconds;
 }
 
 void Arrived(const std::string& strPath, std::size_t uSize) {
@@ -124,8 +127,8 @@ void Measure(const SLine& line, const char* pszLine, std::size_t uSize, int nRun
     std::vector<double> puts[std::size(kPrograms)];
     for (int nRun = 0; nRun < nRuns; ++nRun) {  // by turns, so that a busy minute hits all
         for (std::size_t i = 0; i < std::size(kPrograms); ++i) {
-            puts[i].push_back(Seconds([&] { kPrograms[i].pRun(line, false); }));
-            gets[i].push_back(Seconds([&] { kPrograms[i].pRun(line, true); }));
+            puts[i].push_back(Timed(line, pszLine, kPrograms[i], false));
+            gets[i].push_back(Timed(line, pszLine, kPrograms[i], true));
             Arrived(line.paths.strFetched, uSize);
             Arrived(line.paths.strRemote, uSize);
         }

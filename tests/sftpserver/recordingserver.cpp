@@ -103,6 +103,7 @@ bool RecordingServer::Judge(ssh_session session, ssh_message message) {
         case SSH_AUTH_METHOD_PASSWORD: {
             const std::string strPassword = PasswordOf(message);
             Note("auth password " + strPassword);
+            if (m_script.bIgnoresPasswords) return false;
             bAccepted = (m_script.uMethods & SSH_AUTH_METHOD_PASSWORD) != 0 &&
                         strPassword == m_script.strPassword;
             break;

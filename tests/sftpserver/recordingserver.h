@@ -18,9 +18,11 @@ namespace TestSupport {
 // What a recording server does, beside recording.
 struct SServerScript {
     unsigned int uMethods = SSH_AUTH_METHOD_PASSWORD;  // ways to log in that it offers
-    std::string strPassword = "tea";          // for password and for hidden prompts
+    std::string strPassword = "tea";                   // for password and for hidden prompts
     std::vector<std::string> prompts = {"Password: "};
     std::vector<bool> echo = {false};  // whether the prompt's answer is shown
+
+    bool bIgnoresPasswords = false;  // never answers one
 
     // Plays the server's side of the SFTP subsystem on a socket. Empty: there is no subsystem.
     std::function<void(int nSocket)> subsystem;
