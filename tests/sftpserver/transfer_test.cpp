@@ -18,7 +18,7 @@ namespace {
 using namespace TestSupport;
 namespace fs = std::filesystem;
 
-constexpr Millis kRoundTrip{20};
+constexpr Millis kRoundTrip{200};  // long, so that a busy machine's own delays do not count
 
 SFTP_String Text(const std::string& strText) {
     return SFTP_String(strText.c_str());
@@ -185,7 +185,7 @@ TEST_F(Transfer, OfAThousandSmallFilesBothWays) {
     }
 }
 
-// The server, 20 ms away.
+// The server, far away.
 class DistantTransfer : public testing::Test {
 protected:
     DistantTransfer() : m_relay(m_server.Port(), kRoundTrip) {
@@ -200,12 +200,12 @@ protected:
     std::unique_ptr<HostSession> m_pSession;
 };
 
-// One block after the other, 64 MB would take 5 s in the largest blocks and 39 s in those of 32
+// One block after the other, 16 MB would take 12 s in the largest blocks and 97 s in those of 32
 // KiB.
 TEST_F(DistantTransfer, DoesNotWaitForEachBlock) {
     HostSession& session = *m_pSession;
     ASSERT_EQ(session->connect(), SFTP_OK) << session.Error();
-    const std::string strBytes = Payload(64'000'000);
+    const std::string strBytes = Payload(16'000'000);
     WriteFile(m_temp.File("f"), strBytes);
     const auto start = Clock::now();
     ASSERT_EQ(session->putFile(Text(m_temp.File("f")), Text(m_server.File("f")), nullptr), SFTP_OK)
@@ -215,8 +215,8 @@ TEST_F(DistantTransfer, DoesNotWaitForEachBlock) {
         << session.Error();
     const auto get = Clock::now() - start - put;
     EXPECT_TRUE(SamePayload(strBytes, ReadFile(m_temp.File("g"))));
-    EXPECT_LT(put, Millis(4000));
-    EXPECT_LT(get, Millis(4000));
+    EXPECT_LT(put, Millis(8000));
+    EXPECT_LT(get, Millis(8000));
 }
 
 TEST_F(DistantTransfer, IsGivenUpWhenTheLineIsDead) {
