@@ -11,6 +11,7 @@
 #include <new>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "standalone/sftp/secret.h"
@@ -64,6 +65,27 @@ TEST(Wrapper, StaysWhileOneOfTwoConnectionsIsInUse) {
     pFirst.reset();
     SFTP_FileInfo info = {};
     EXPECT_EQ(second->stat(SFTP_String("/"), info), SFTP_OK) << second.Error();
+}
+
+TEST(Wrapper, ServesSixteenThreadsThatComeAndGo) {
+    const OpenSshServer server;
+    std::atomic<int> nDone{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 16; ++i) {
+        threads.emplace_back([&] {
+            for (int nTurn = 0; nTurn < 5; ++nTurn) {
+                HostSession session(PasswordAccount(server));
+                SFTP_FileInfo info = {};
+                EXPECT_EQ(session->connect(), SFTP_OK) << session.Error();
+                EXPECT_EQ(session->stat(SFTP_String("/"), info), SFTP_OK) << session.Error();
+                ++nDone;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(nDone, 80);
+    EXPECT_FALSE(IsLoaded());
 }
 
 TEST(Wrapper, ReturnsEveryDescriptorHoweverAConnectionEnds) {
