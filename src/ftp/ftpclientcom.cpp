@@ -1,6 +1,7 @@
 #include "src/ftp/ftpclientcom.h"
 
 #include <ace/ACE.h>
+#include <ace/Countdown_Time.h>
 #include <ace/INET_Addr.h>
 #include <ace/OS_NS_string.h>
 #include <ace/Signal.h>
@@ -61,13 +62,16 @@ int ConnectStream(ACE_SOCK_Connector& connector, ACE_SOCK_Stream& stream, const 
     return nResult;
 }
 
+// A signal that the host handles must not cost a block: both directions go on after EINTR.
 int SendAll(const ACE_SOCK_Stream& stream, const char* pData, int nLength) {
     if (nLength < 1) return nLength;
     int nRemaining = nLength;
     while (nRemaining >= 1) {
-        const ssize_t nSent = ACE::send_n(stream.get_handle(), pData + (nLength - nRemaining),
-                                          static_cast<std::size_t>(nRemaining));
-        if (nSent < 1) return static_cast<int>(nSent);
+        std::size_t nSent = 0;
+        const ssize_t nResult =
+            ACE::send_n(stream.get_handle(), pData + (nLength - nRemaining),
+                        static_cast<std::size_t>(nRemaining), 0, nullptr, &nSent);
+        if (nResult < 1 && !(nResult == -1 && errno == EINTR)) return static_cast<int>(nResult);
         nRemaining -= static_cast<int>(nSent);
     }
     return nLength;
@@ -79,9 +83,15 @@ int ReceiveOnce(const ACE_SOCK_Stream& stream, char* pBuffer, int nCapacity, int
         errno = ENOTCONN;
         return -1;
     }
-    const ACE_Time_Value timeout(nTimeout, 0);
-    return static_cast<int>(
-        ACE::recv(stream.get_handle(), pBuffer, static_cast<std::size_t>(nCapacity), &timeout));
+    ACE_Time_Value left(nTimeout, 0);
+    ACE_Countdown_Time countdown(&left);
+    ssize_t nReceived = 0;
+    while ((nReceived = ACE::recv(stream.get_handle(), pBuffer, static_cast<std::size_t>(nCapacity),
+                                  &left)) == -1 &&
+           errno == EINTR) {
+        countdown.update();
+    }
+    return static_cast<int>(nReceived);
 }
 
 }  // namespace
@@ -139,7 +149,11 @@ int CFtpClientCom::OpenDataLink(unsigned int& uIpOut, unsigned short& usPort,
     if (m_bPasv != 0) {
         return ConnectStream(m_DataConnector, m_DataSock, m_strHost, usPort, nTimeout);
     }
-    if (ListenData(usPort, uIpOut) != 0) return 0;  // the transfer command will tell
+    unsigned short usListening = 0;
+    unsigned int uLocalIp = 0;
+    if (ListenData(usListening, uLocalIp) != 0) return 0;  // the transfer command will tell
+    usPort = usListening;
+    uIpOut = uLocalIp;
     return AcceptData(nTimeout);
 }
 

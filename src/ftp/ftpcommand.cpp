@@ -122,7 +122,8 @@ unsigned int CFtpComand::Ftp_list(bool& completeSeen) {
     if (uSent != FTP_OK) return uSent;
     std::string strReply;
     const unsigned int uResult = Answer(Rule::kList, strReply);
-    completeSeen = strReply.find("226 ") != std::string::npos;
+    // "226 " anywhere will do; the stricter test adds the servers that close with 250.
+    completeSeen = strReply.find("226 ") != std::string::npos || HoldsClosingReply(strReply);
     return uResult;
 }
 

@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# Installs what is needed, builds, and runs every test.
+#
+#   scripts/test.sh              build preset dev and run all tests
+#   scripts/test.sh PRESET...    the same with other presets of CMakePresets.json
+#   scripts/test.sh --coverage   preset coverage; ends with the line coverage of src/
+#   scripts/test.sh --all        all that CI runs: format, g++ and clang without warnings, the suite
+#                                under the sanitizers, coverage, and last the suite of preset dev
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+minimum_coverage=95
+
+announce() { printf '\n== %s\n' "$*"; }
+
+build() {
+    announce "Building preset $1"
+    cmake --preset "$1"
+    cmake --build --preset "$@"
+}
+
+suite() {
+    build "$@"
+    announce "Testing preset $1"
+    ctest --preset "$1"
+}
+
+check_format() {
+    announce "Format"
+    git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
+    echo "As .clang-format wants it."
+}
+
+coverage() {
+    find build/coverage -name '*.gcda' -delete 2>/dev/null || true
+    suite coverage
+    announce "Line coverage of src/ (at least $minimum_coverage %)"
+    gcovr --root . --object-directory build/coverage --filter src/ --txt --print-summary \
+          --fail-under-line "$minimum_coverage"
+}
+
+scripts/install-deps.sh test
+
+if [ "$#" = 0 ]; then set -- dev; fi
+for what in "$@"; do
+    case "$what" in
+        -h | --help) sed -n '2,9s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        --coverage) coverage ;;
+        --all)
+            check_format
+            build clang
+            suite tsan --target qel_thread_tests
+            suite asan
+            coverage
+            suite dev
+            ;;
+        -*) echo "unknown option $what; see scripts/test.sh --help" >&2; exit 2 ;;
+        *) suite "$what" ;;
+    esac
+done
