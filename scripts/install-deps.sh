@@ -4,9 +4,9 @@
 set -euo pipefail
 
 build=(g++ cmake ninja-build binutils libace-dev libspdlog-dev libfmt-dev libssl-dev
-       libcli11-dev)
+       libcli11-dev libssh-dev)
 demo=("${build[@]}" python3 python3-pyftpdlib)
-test=("${demo[@]}" clang clang-format libgtest-dev gcovr curl locales procps git)
+test=("${demo[@]}" openssh-server clang clang-format libgtest-dev gcovr curl locales procps git)
 
 case "${1:-}" in
     build) wanted=("${build[@]}") ;;
