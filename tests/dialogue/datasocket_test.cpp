@@ -230,6 +230,17 @@ TEST_F(ActiveTest, AcceptsADataConnectionFromAnyAddress) {
     EXPECT_TRUE(RecordingLog::All().empty());
 }
 
+TEST_F(ActiveTest, ReplacesADataConnectionThatIsStillOpen) {
+    ASSERT_EQ(m_com.ListenData(m_usPort, m_uIp), 0);
+    const CHandle first = ConnectFrom(kOtherIp, m_usPort);
+    ASSERT_EQ(m_com.AcceptData(5), 0);
+    const CHandle second = ConnectFrom(kOtherIp, m_usPort);
+    ASSERT_EQ(m_com.AcceptData(5), 0);
+    char byte = 0;
+    ASSERT_TRUE(WaitReadable(first.Get(), Millis(5000)));
+    EXPECT_EQ(::recv(first.Get(), &byte, 1, 0), 0);  // its other end is closed
+}
+
 TEST_F(ActiveTest, FailsToAcceptAtItsTimeout) {
     ASSERT_EQ(m_com.ListenData(m_usPort, m_uIp), 0);
     const Clock::time_point start = Clock::now();

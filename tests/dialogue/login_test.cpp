@@ -77,9 +77,9 @@ TEST_F(RetryTest, TriesASilentAddressWithTheTwoTimeouts) {
 }
 
 TEST_F(RetryTest, FindsAServerThatIsJustStarting) {
-    ScriptedServer server{RefuseFor(Millis(300)), Say("220 ready\r\n")};
+    ScriptedServer server{RefuseFor(Millis(1000)), Say("220 ready\r\n")};
     SetServer(server.Port());
-    SetTimes(2, 2, 2);
+    SetTimes(3, 2, 3);
     EXPECT_EQ(m_command.Ftp_connect(), 0U);
     EXPECT_EQ(RecordingLog::ErrorTexts(), RefusedLogs(1));
     EXPECT_EQ(server.Connections(), 1);

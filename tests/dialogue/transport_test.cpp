@@ -149,7 +149,7 @@ TEST_P(ChannelTest, OnlyLooksWithATimeoutOfZero) {
     char bytes[4];
     const Clock::time_point start = Clock::now();
     EXPECT_LT(Receive(bytes, 4, 0), 0);
-    EXPECT_LT(MsSince(start), 1000);
+    EXPECT_LT(MsSince(start), 10000);
     ASSERT_EQ(::send(m_peer.Get(), "ab", 2, 0), 2);
     EXPECT_EQ(Receive(bytes, 4, 0), 2);
 }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <pwd.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -65,10 +66,17 @@ bool IsRoot() {
     throw std::system_error(errno, std::generic_category(), strWhat);
 }
 
-// Sends a line, if any, and tells whether the answer begins with a code.
-bool Says(int fd, const std::string& strLine, std::string_view code) {
+// The server's log-ins all run as this user, for whom anyone's own privileges will do.
+std::string ServerUser() {
+    const passwd* const pUser = ::getpwuid(IsRoot() ? kNobody : ::geteuid());
+    if (pUser == nullptr) throw std::runtime_error("There is no name for the server's user.");
+    return pUser->pw_name;
+}
+
+// Sends a line, if any, and tells whether the answer, which is kept, begins with a code.
+bool Says(int fd, const std::string& strLine, std::string_view code, std::string& strReply) {
     if (::send(fd, strLine.data(), strLine.size(), MSG_NOSIGNAL) < 0) return false;
-    std::string strReply;
+    strReply.clear();
     char c = 0;
     while (TestSupport::WaitReadable(fd, kReplyLimit) && ::recv(fd, &c, 1, 0) == 1 && c != '\n')
         strReply += c;
@@ -77,11 +85,13 @@ bool Says(int fd, const std::string& strLine, std::string_view code) {
 
 // Not through the class under test. The password is the server's own, so that a stranger on the
 // same port cannot pass for it.
-bool CanLogin(unsigned short usPort, const std::string& strPassword) {
+bool CanLogin(unsigned short usPort, const std::string& strPassword, std::string& strReply) {
     const TestSupport::CHandle connection = TestSupport::ConnectLoopback(usPort);
     const int fd = connection.Get();
-    return connection.IsOpen() && Says(fd, "", "220") && Says(fd, "USER anonymous\r\n", "331") &&
-           Says(fd, "PASS " + strPassword + "\r\n", "230") && Says(fd, "QUIT\r\n", "221");
+    return connection.IsOpen() && Says(fd, "", "220", strReply) &&
+           Says(fd, "USER anonymous\r\n", "331", strReply) &&
+           Says(fd, "PASS " + strPassword + "\r\n", "230", strReply) &&
+           Says(fd, "QUIT\r\n", "221", strReply);
 }
 
 std::string RandomPassword() {
@@ -152,6 +162,7 @@ void CVsftpdServer::Configure(const SServerOptions& options) {
     std::string strLines = kCommonLines;
     strLines += "listen_address=" + Host() + "\n";
     strLines += "listen_port=" + std::to_string(m_usPort) + "\n";
+    strLines += "ftp_username=" + ServerUser() + "\n";  // "ftp" comes with vsftpd's package only
     strLines += "anon_root=" + m_root.string() + "\n";
     strLines += "email_password_file=" + (home / "passwords").string() + "\n";
     strLines += "vsftpd_log_file=" + (home / "log").string() + "\n";
@@ -181,11 +192,12 @@ bool CVsftpdServer::Start() {
     }
 
     const steady_clock::time_point limit = steady_clock::now() + kReadyLimit;
-    while (!CanLogin(m_usPort, m_strPassword)) {
+    std::string strReply;
+    while (!CanLogin(m_usPort, m_strPassword, strReply)) {
         if (HasEnded() && Log().find("could not bind") != std::string::npos) return false;
         if (m_nProcess == -1 || steady_clock::now() > limit) {
             Stop();
-            throw std::runtime_error("vsftpd does not let anyone in:\n" + Log());
+            throw std::runtime_error("vsftpd does not let anyone in:\n" + strReply + "\n" + Log());
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
