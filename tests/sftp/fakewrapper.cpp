@@ -76,8 +76,8 @@ public:
     }
 };
 
-CFakeContext g_context;
-CFakeSession g_session;  // without a state, so that one serves all connections
+[[maybe_unused]] CFakeContext g_context;  // unused where its entry point is left out
+[[maybe_unused]] CFakeSession g_session;  // without a state, so that one serves all connections
 
 __attribute__((constructor)) void Loaded() {
     Called("(loaded)");
