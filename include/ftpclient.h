@@ -86,7 +86,7 @@ public:
     virtual unsigned int ListFile(const std::string& dir, std::vector<TkFileInfo*>& files);
 
     // 0 when the directory's listing shows exactly this name; FTP_NO_SUCH_FILE otherwise, whatever
-    // the reason.
+    // the reason. A path needs a "/" in front of a name in the root itself.
     virtual unsigned int checkOneFileExist(const std::string& dir, const std::string& name);
     virtual unsigned int checkOneFileExist(const std::string& path);
 
