@@ -68,6 +68,8 @@ constexpr SPasvReply kPasvReplies[] = {
     {"LowFarOutOfRange", "10.0.0.1", "227 (10,0,0,1,195,99999999999999999999999)", 0, 195 * 256},
     {"HighNegative", "10.0.0.1", "227 (10,0,0,1,-1,80)", 0, 0xFF00 + 80},
     {"LowNegative", "10.0.0.1", "227 (10,0,0,1,195,-1)", 0, 195 * 256},
+    {"LowNegativeThatWouldWrapTo1", "10.0.0.1", "227 (10,0,0,1,195,-18446744073709551615)", 0,
+     195 * 256},
     // The host is searched for as text, so that a longer number matches its beginning or end.
     {"HostInsideALongerFirstNumber", "10.0.0.1", "227 (110,0,0,1,195,80)", 0, 50000},
     {"HostInsideALongerLastNumber", "10.0.0.1", "227 (10,0,0,12,195,80)", 0, 195},
@@ -332,6 +334,7 @@ TEST_P(AbortTest, ClosesTheDataConnectionAfterSendingAndBeforeReading) {
         bSentBefore = server.Commands().back() == "ABOR\r\n";
     });
     EXPECT_EQ(m_command.Ftp_abor(), 0U);
+    Hooks::OnClose(-1, nullptr);
     EXPECT_TRUE(bSentBefore);
     EXPECT_EQ(m_command.m_DataSock.get_handle(), ACE_INVALID_HANDLE);
     server.ExpectFinished();

@@ -84,7 +84,7 @@ inline std::string NameOf(const std::string& strText) {
     std::string strName;
     for (const char c : strText) {
         const auto uByte = static_cast<unsigned char>(c);
-        if (std::isalnum(uByte) != 0) {
+        if (std::isalnum(uByte) != 0 || c == '_') {
             strName += c;
         } else if (std::isspace(uByte) == 0) {
             strName += "_" + std::to_string(uByte);
