@@ -1,6 +1,7 @@
 #ifndef QEL_FTPCLIENT_H
 #define QEL_FTPCLIENT_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,32 @@ struct TkFileInfo {
                                    // server's own columns
     std::string strFileSize;       // as the server wrote it; "0" for a directory of a DOS listing
     unsigned char ucFileType = 0;  // 0 file, 1 directory, 2 symbolic link
+};
+
+// What a session may do beyond the classic behaviour; see CFtpClient::setTransferOptions. The
+// defaults are the classic behaviour.
+struct FtpTransferOptions {
+    // Bytes of one receive or send on the data connection, 1024 to 1048576; others are clamped.
+    unsigned int uBlockSize = 1024;
+
+    // A transfer that did not demonstrably finish is an error. A retrieve grows as local path +
+    // ".part", which replaces the target when complete and is removed after a failure; a store
+    // opens the local file before the server hears of it. A session that is out of step sends
+    // nothing more.
+    bool bVerify = false;
+
+    // Follow a server that announces an address other than its own: the port counts, the connection
+    // goes to the control connection's host all the same, so that a server can send the client
+    // nowhere else.
+    bool bAnyDataAddress = false;
+
+    // The longest listing taken, in bytes of its text; 0: no limit.
+    unsigned long long ullMaxListing = 0;
+
+    // Called with the bytes of the current file moved so far, at least once a file that the server
+    // did not refuse, in the thread that called the operation. False cancels the transfer and, in a
+    // batch, what follows it. Must not throw and must not use the session.
+    std::function<bool(unsigned long long)> progress;
 };
 
 // An FTP session with one server account (RFC 959, passive mode, TYPE I).
@@ -114,6 +141,9 @@ public:
     virtual unsigned int RemoveDir(const std::string& dir);
 
     virtual void getFTPConnInfo(FTPConnInfo& info);
+
+    // Takes a copy, for all operations from now on. Any time between two operations.
+    void setTransferOptions(const FtpTransferOptions& options);
 
 private:
     CFtpClientImpl* m_pImpl;

@@ -37,6 +37,13 @@ enum FtpResult : unsigned int {
     FTP_CLOSE_FAILED = 0x3bb0001b,     // QUIT or the closing of a socket
     FTP_SERVER_SHUTDOWN = 0x3bb0001c,  // by the server's text
 
+    // Only with FtpTransferOptions.
+    FTP_DATA_BROKEN = 0x3bb00020,       // data connection broke or fell silent before the end
+    FTP_LOCAL_IO_FAILED = 0x3bb00021,   // local file could not be read or written
+    FTP_CANCELLED = 0x3bb00022,         // the progress function said so
+    FTP_LISTING_TOO_LONG = 0x3bb00023,  // longer than ullMaxListing
+    FTP_OUT_OF_STEP = 0x3bb00024,       // a reply that no command asked for was waiting
+
     FTP_BAD_PASV_REPLY = 0x40070019,  // no usable address in the reply to PASV
     FTP_UNKNOWN_REPLY = 0x4007001a    // a failure reply of any other code
 };
@@ -98,6 +105,16 @@ inline const char* FtpResultText(unsigned int code) {
             return "session could not be closed in order";
         case FTP_SERVER_SHUTDOWN:
             return "server is shutting down";
+        case FTP_DATA_BROKEN:
+            return "data connection broke before the end";
+        case FTP_LOCAL_IO_FAILED:
+            return "local file could not be read or written";
+        case FTP_CANCELLED:
+            return "cancelled";
+        case FTP_LISTING_TOO_LONG:
+            return "listing too long";
+        case FTP_OUT_OF_STEP:
+            return "session out of step with the server";
         case FTP_BAD_PASV_REPLY:
             return "passive mode reply not understood";
         case FTP_UNKNOWN_REPLY:

@@ -11,6 +11,7 @@
 #include "platform/bounded.h"
 #include "src/ftp/commandrule.h"
 #include "src/ftp/ftpcommand.h"
+#include "src/ftp/passivereply.h"
 #include "src/support/log.h"
 
 namespace RVN_FTP_CLIENT {
@@ -39,9 +40,15 @@ unsigned int CFtpComand::Ftp_pasv(unsigned short& port) {
     return uResult != FTP_OK ? uResult : GetPasvPort(strReply, port);
 }
 
-// The address in the reply is not parsed but searched for: only a server that announces the very
-// host this session is configured with is followed.
+// Without bAnyDataAddress the address in the reply is not parsed but searched for: only a server
+// that announces the very host this session is configured with is followed.
 unsigned int CFtpComand::GetPasvPort(const std::string& reply, unsigned short& port) {
+    if (m_Options.bAnyDataAddress) {
+        if (ParsePassiveReply(reply, port)) return FTP_OK;
+        LogError(FTP_BAD_PASV_REPLY, "GetPasvPort error:" + reply,
+                 LocationInfo(kCommandFile, "GetPasvPort", __LINE__));
+        return FTP_BAD_PASV_REPLY;
+    }
     std::string strHost = m_strServer;
     std::replace(strHost.begin(), strHost.end(), '.', ',');
     const std::size_t nHost = reply.find(strHost);

@@ -84,4 +84,8 @@ void CFtpClient::getFTPConnInfo(FTPConnInfo& info) {
     m_pImpl->getFTPConnInfo(info);
 }
 
+void CFtpClient::setTransferOptions(const FtpTransferOptions& options) {
+    m_pImpl->setTransferOptions(options);
+}
+
 }  // namespace RVN_FTP_CLIENT

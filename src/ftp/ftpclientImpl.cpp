@@ -1,5 +1,7 @@
 #include "src/ftp/ftpclientImpl.h"
 
+#include <algorithm>
+
 #include "include/ftpresult.h"
 #include "src/support/log.h"
 
@@ -11,6 +13,9 @@ constexpr const char* kFile = "ftpclientImpl";
 constexpr unsigned short kConnTimeout = 5;
 constexpr unsigned short kRetryTimes = 2;
 constexpr unsigned short kRetryTimeout = 2;
+
+constexpr unsigned int kMinBlock = 1024;
+constexpr unsigned int kMaxBlock = 1024 * 1024;
 
 }  // namespace
 
@@ -36,6 +41,11 @@ void CFtpClientImpl::getFTPConnInfo(FTPConnInfo& info) const {
     info.usPort = m_pCommand->m_nServerPort;
     info.strUser = m_pCommand->m_strUser;
     info.strPassword = m_pCommand->m_Password;
+}
+
+void CFtpClientImpl::setTransferOptions(const FtpTransferOptions& options) {
+    m_pCommand->m_Options = options;
+    m_pCommand->m_Options.uBlockSize = std::clamp(options.uBlockSize, kMinBlock, kMaxBlock);
 }
 
 unsigned int CFtpClientImpl::Login() {

@@ -21,6 +21,7 @@ public:
     void setParam(unsigned short connTimeout, unsigned short retryTimes,
                   unsigned short retryTimeout);
     void getFTPConnInfo(FTPConnInfo& info) const;
+    void setTransferOptions(const FtpTransferOptions& options);
     unsigned int Login();
     unsigned int Close();
 

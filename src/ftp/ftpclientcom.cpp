@@ -4,6 +4,7 @@
 #include <ace/Countdown_Time.h>
 #include <ace/INET_Addr.h>
 #include <ace/OS_NS_string.h>
+#include <ace/OS_NS_sys_socket.h>
 #include <ace/Signal.h>
 #include <ace/Time_Value.h>
 
@@ -63,16 +64,22 @@ int ConnectStream(ACE_SOCK_Connector& connector, ACE_SOCK_Stream& stream, const 
 }
 
 // A signal that the host handles must not cost a block: both directions go on after EINTR.
-int SendAll(const ACE_SOCK_Stream& stream, const char* pData, int nLength) {
-    if (nLength < 1) return nLength;
-    int nRemaining = nLength;
-    while (nRemaining >= 1) {
-        std::size_t nSent = 0;
+// pSilence: how long the peer may take nothing; null: for ever.
+int SendAll(const ACE_SOCK_Stream& stream, const char* pData, int nLength,
+            const ACE_Time_Value* pSilence) {
+    const ACE_HANDLE handle = stream.get_handle();
+    int nSent = 0;
+    while (nSent < nLength) {
         const ssize_t nResult =
-            ACE::send_n(stream.get_handle(), pData + (nLength - nRemaining),
-                        static_cast<std::size_t>(nRemaining), 0, nullptr, &nSent);
-        if (nResult < 1 && !(nResult == -1 && errno == EINTR)) return static_cast<int>(nResult);
-        nRemaining -= static_cast<int>(nSent);
+            ACE_OS::send(handle, pData + nSent, static_cast<std::size_t>(nLength - nSent));
+        if (nResult > 0) {
+            nSent += static_cast<int>(nResult);
+            continue;
+        }
+        if (nResult == 0) return 0;
+        if (errno == EINTR) continue;
+        if (errno != EWOULDBLOCK && errno != ENOBUFS) return -1;
+        if (ACE::handle_write_ready(handle, pSilence) == -1 && errno != EINTR) return -1;
     }
     return nLength;
 }
@@ -128,15 +135,25 @@ int CFtpClientCom::Connect(const FtpSockParam& param, int nTimeout) {
 }
 
 int CFtpClientCom::SendCtrl(const char* pData, int nLength) {
-    return SendAll(m_CtrlSock, pData, nLength);
+    return SendAll(m_CtrlSock, pData, nLength, nullptr);
 }
 
 int CFtpClientCom::SendData(const char* pData, int nLength) {
-    return SendAll(m_DataSock, pData, nLength);
+    return SendAll(m_DataSock, pData, nLength, nullptr);
+}
+
+int CFtpClientCom::SendData(const char* pData, int nLength, int nSilence) {
+    const ACE_Time_Value silence(nSilence, 0);
+    return SendAll(m_DataSock, pData, nLength, &silence);
 }
 
 int CFtpClientCom::RecvCtrl(char* pBuffer, int nCapacity, int nTimeout) {
     return ReceiveOnce(m_CtrlSock, pBuffer, nCapacity, nTimeout);
+}
+
+bool CFtpClientCom::IsCtrlInputWaiting() const {
+    char cFirst = 0;
+    return ACE_OS::recv(m_CtrlSock.get_handle(), &cFirst, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
 }
 
 int CFtpClientCom::RecvData(char* pBuffer, int nCapacity, int nTimeout) {

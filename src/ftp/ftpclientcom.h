@@ -40,8 +40,14 @@ public:
     // negative on error or time-out. Adds no terminator.
     int RecvCtrl(char* pBuffer, int nCapacity, int nTimeout);
 
-    // The same on the data connection.
+    // Whether the server has said something that was not received yet. Its closing of the
+    // connection is nothing said.
+    bool IsCtrlInputWaiting() const;
+
+    // The same on the data connection. With nSilence it is an error, too, when the server takes
+    // nothing for so many seconds.
     int SendData(const char* pData, int nLength);
+    int SendData(const char* pData, int nLength, int nSilence);
     int RecvData(char* pBuffer, int nCapacity, int nTimeout);
 
     // Opens the data connection. Passive: connects to the control connection's host at usPort.

@@ -64,6 +64,13 @@ unsigned int CFtpComand::Send(const SCommandRule& rule, std::string_view strGive
             pszLine = rule.pszLine;
             break;
     }
+    if (m_Options.bVerify && IsCtrlInputWaiting()) {
+        memset_s(line.data(), line.size(), '*', line.size());
+        LogError(FTP_OUT_OF_STEP,
+                 std::string(rule.pszName) + " not sent: the server has said something unasked",
+                 LocationInfo(kCommandFile, rule.pszName, __LINE__));
+        return FTP_OUT_OF_STEP;
+    }
     const int nSent = SendCtrl(pszLine, static_cast<int>(std::strlen(pszLine)));
     memset_s(line.data(), line.size(), '*', line.size());  // it may hold the password
     return nSent < 1 ? FTP_SEND_FAILED : FTP_OK;

@@ -1,15 +1,17 @@
 #ifndef QEL_FTP_FTPCOMMAND_H
 #define QEL_FTP_FTPCOMMAND_H
 
-#include <cstdio>
 #include <string>
 #include <string_view>
 
+#include "include/ftpclient.h"
 #include "platform/cipher.h"
 #include "src/ftp/ftpclientcom.h"
 
 namespace RVN_FTP_CLIENT {
 
+class CRetrievedFile;
+class CStoredFile;
 struct SCommandRule;
 
 // The FTP commands of one session, each one operation: format the line, send it, read the reply,
@@ -78,6 +80,9 @@ public:
     unsigned int CreatePasvDataLink();
 
     // ---- Transfers (ftplisting.cpp, ftptransfer.cpp) ----
+    //
+    // Without m_Options.bVerify a data connection that breaks or falls silent ends the file or
+    // listing as its end does, and the closing reply changes nothing.
 
     // listing: replaced by the raw listing in the local encoding; unchanged on failure.
     unsigned int Ftp_ListFile(const std::string& remoteDir, std::string& listing);
@@ -94,6 +99,7 @@ public:
     unsigned short m_nConnTimeout = 5;   // seconds: first connect attempt, first receive of a reply
     unsigned short m_nRetryTimes = 2;    // further attempts of both
     unsigned short m_nRetryTimeout = 2;  // seconds of each of these
+    FtpTransferOptions m_Options;        // uBlockSize is in its range
 
 private:
     // The common procedure of a command in its two halves. strGiven: the argument as the caller
@@ -107,9 +113,20 @@ private:
     unsigned int ExecuteTransfer(const SCommandRule& rule, const std::string& strFile,
                                  bool* pClosingSeen);
 
-    void ReceiveFile(FILE* pFile, bool bFirstBlockOnly);
-    void SendFile(FILE* pFile);
-    void FinishTransfer(bool bClosingSeen);
+    // The files of one transfer (ftptransfer.cpp). 0 whatever happens to the connection or the
+    // file, unless the options want to know.
+    unsigned int ReceiveFile(CRetrievedFile& file, bool bFirstBlockOnly);
+    unsigned int SendFile(CStoredFile& file);
+    bool TellProgress(unsigned long long ullMoved) const;
+
+    // What comes after the last byte (transferend.cpp).
+    //
+    // Closes the data connection and reads the closing reply, unless it was seen already. Returns
+    // what it says, 0 for a finished transfer.
+    unsigned int FinishTransfer(bool bClosingSeen);
+    // After a refusal: no data and no closing reply will come.
+    unsigned int EndRefused(unsigned int uRefusal, bool bClosingSeen);
+    unsigned int ReadClosingReply();
 };
 
 }  // namespace RVN_FTP_CLIENT

@@ -12,18 +12,25 @@
 namespace RVN_FTP_CLIENT {
 namespace {
 
-// End of data, an error and silence all end the listing; what came until then counts.
-std::string ReceiveText(CFtpClientCom& connection) {
-    constexpr std::size_t kBuffer = kTransferBlock + 1;
-    const std::unique_ptr<char[]> buffer(new char[kBuffer]);
-    memset_s(buffer.get(), kBuffer, 0, kBuffer);
-    std::string strText;
+// End of data, an error and silence all end the listing, and what came until then counts; unless
+// the options want to know.
+unsigned int ReceiveText(CFtpClientCom& connection, const FtpTransferOptions& options,
+                         std::string& strText) {
+    const std::size_t nBuffer = options.uBlockSize + std::size_t{1};
+    const std::unique_ptr<char[]> buffer(new char[nBuffer]);
+    memset_s(buffer.get(), nBuffer, 0, nBuffer);
+    unsigned long long ullTotal = 0;
     int nReceived = 0;
-    while ((nReceived = connection.RecvData(buffer.get(), kTransferBlock, kTransferSilence)) >= 1) {
+    while ((nReceived = connection.RecvData(buffer.get(), static_cast<int>(options.uBlockSize),
+                                            kTransferSilence)) >= 1) {
+        ullTotal += static_cast<unsigned int>(nReceived);
+        if (options.ullMaxListing != 0 && ullTotal > options.ullMaxListing) {
+            return FTP_LISTING_TOO_LONG;
+        }
         buffer[static_cast<std::size_t>(nReceived)] = '\0';
         strText += buffer.get();  // as text: a zero byte cuts its block short
     }
-    return strText;
+    return nReceived < 0 && options.bVerify ? FTP_DATA_BROKEN : FTP_OK;
 }
 
 }  // namespace
@@ -41,9 +48,21 @@ unsigned int CFtpComand::Ftp_ListFile(const std::string& remoteDir, std::string&
         return uResult;
     }
 
-    std::string strText = ReceiveText(*this);
-    CloseDataSock();
-    if (!bCompleteSeen) GetRetCode(0);  // a lost closing reply does not fail the listing
+    std::string strText;
+    uResult = ReceiveText(*this, m_Options, strText);
+    unsigned int uClosing = FTP_OK;
+    if (m_Options.bVerify) {
+        uClosing = FinishTransfer(bCompleteSeen);
+    } else {
+        CloseDataSock();
+        if (!bCompleteSeen) GetRetCode(0);  // a lost closing reply does not fail the listing
+    }
+    if (uResult == FTP_OK) uResult = uClosing;
+    if (uResult != FTP_OK) {
+        LogError(uResult, "Not listed whole:" + remoteDir,
+                 LocationInfo(kCommandFile, "Ftp_ListFile", __LINE__));
+        return uResult;
+    }
 
     // Asked after each listing and not remembered: only a server that switches to UTF-8 is known to
     // have sent it.

@@ -1,14 +1,12 @@
 // Retrieve and store (RFC 959, sections 4.1.3 and 5.4).
 
-#include <array>
 #include <memory>
 #include <string>
 
 #include "include/ftpresult.h"
-#include "platform/encoding.h"
-#include "platform/files.h"
 #include "src/ftp/commandrule.h"
 #include "src/ftp/ftpcommand.h"
+#include "src/ftp/localfile.h"
 #include "src/ftp/remotepath.h"
 #include "src/ftp/transferlimits.h"
 #include "src/support/log.h"
@@ -16,31 +14,24 @@
 namespace RVN_FTP_CLIENT {
 namespace {
 
-// The C library's own 4 KiB would cost a system call every four blocks.
-constexpr std::size_t kFileBuffer = 256U * 1024U;
+// Gives the code back, so that a failure is logged where it is returned.
+unsigned int Failed(unsigned int uResult, const std::string& strMessage,
+                    const LocationInfo& where) {
+    LogError(uResult, strMessage, where);
+    return uResult;
+}
 
-// A local file of a transfer with its buffer, which must outlive the stream.
-class CTransferFile {
-public:
-    CTransferFile(const std::string& strLocalPath, const char* pszMode)
-        : m_pFile(ZELT_OS::fopen(ZeltGlobalUtils::LOCTOUTF8(strLocalPath.c_str()).c_str(), pszMode,
-                                 "UTF-8")) {
-        if (m_pFile == nullptr) return;
-        m_buffer.reset(new char[kFileBuffer]);
-        std::setvbuf(m_pFile, m_buffer.get(), _IOFBF, kFileBuffer);
-    }
-    ~CTransferFile() {
-        if (m_pFile != nullptr) std::fclose(m_pFile);
-    }
-    CTransferFile(const CTransferFile&) = delete;
-    CTransferFile& operator=(const CTransferFile&) = delete;
+unsigned int NotOpened(const std::string& strLocalPath) {
+    return Failed(FTP_LOCAL_OPEN_FAILED, "Can not open file" + strLocalPath,
+                  LocationInfo(kCommandFile, "Ftp_PutFile", __LINE__));
+}
 
-    FILE* Get() const { return m_pFile; }
-
-private:
-    std::unique_ptr<char[]> m_buffer;
-    FILE* m_pFile;
-};
+// The server's own reason is worth more than a connection that broke in its course, unless it says
+// no more than that.
+bool ExplainsBrokenStore(unsigned int uClosing) {
+    return uClosing != FTP_OK && uClosing != FTP_NO_REPLY && uClosing != FTP_REPLY_421 &&
+           uClosing != FTP_REPLY_426;
+}
 
 }  // namespace
 
@@ -55,23 +46,28 @@ unsigned int CFtpComand::Ftp_GetFile(const std::string& remotePath, const std::s
 
     bool bClosingSeen = false;
     uResult = Ftp_retr(remote.strName, &bClosingSeen);
-    if (uResult == FTP_OK) {
-        CTransferFile file(localPath, "wb");
-        if (file.Get() != nullptr) {
-            ReceiveFile(file.Get(), firstBlockOnly);
-        } else {
-            uResult = FTP_LOCAL_CREATE_FAILED;
-            // Names the remote file: hosts match this line to the request they made.
-            LogError(uResult, "Can not create file" + remotePath,
-                     LocationInfo(kCommandFile, "Ftp_GetFile", __LINE__));
-        }
+    if (uResult != FTP_OK) return EndRefused(uResult, bClosingSeen);
+    CRetrievedFile file(localPath, m_Options.bVerify);
+    if (!file.IsOpen()) {
+        FinishTransfer(bClosingSeen);
+        // Names the remote file: hosts match this line to the request they made.
+        return Failed(FTP_LOCAL_CREATE_FAILED, "Can not create file" + remotePath,
+                      LocationInfo(kCommandFile, "Ftp_GetFile", __LINE__));
     }
-    FinishTransfer(bClosingSeen);
-    return uResult;
+    uResult = ReceiveFile(file, firstBlockOnly);
+    const unsigned int uClosing = FinishTransfer(bClosingSeen);
+    if (!m_Options.bVerify) return uResult;
+    if (uResult == FTP_OK) uResult = uClosing;
+    if (uResult == FTP_OK && !file.Keep()) uResult = FTP_LOCAL_IO_FAILED;
+    if (uResult == FTP_OK) return FTP_OK;
+    return Failed(uResult, "Not retrieved whole:" + remotePath,
+                  LocationInfo(kCommandFile, "Ftp_GetFile", __LINE__));
 }
 
 unsigned int CFtpComand::Ftp_PutFile(const std::string& localPath, const std::string& remotePath) {
     _TraceFunction trace(LocationInfo(kCommandFile, "Ftp_PutFile", __LINE__));
+    CStoredFile file;
+    if (m_Options.bVerify && !file.Open(localPath)) return NotOpened(localPath);
     const SSplitPath remote = SplitPath(remotePath);
     unsigned int uResult = Ftp_cwd(remote.strDir);
     if (uResult != FTP_OK) return uResult;
@@ -80,49 +76,69 @@ unsigned int CFtpComand::Ftp_PutFile(const std::string& localPath, const std::st
 
     bool bClosingSeen = false;
     uResult = Ftp_stor(remote.strName, &bClosingSeen);
-    if (uResult == FTP_OK) {
-        const CTransferFile file(localPath, "rb");
-        if (file.Get() != nullptr) {
-            SendFile(file.Get());
-        } else {
-            uResult = FTP_LOCAL_OPEN_FAILED;
-            LogError(uResult, "Can not open file" + localPath,
-                     LocationInfo(kCommandFile, "Ftp_PutFile", __LINE__));
+    if (uResult != FTP_OK) return EndRefused(uResult, bClosingSeen);
+    if (!file.IsOpen() && !file.Open(localPath)) {
+        uResult = NotOpened(localPath);
+        FinishTransfer(bClosingSeen);
+        return uResult;
+    }
+    uResult = SendFile(file);
+    const unsigned int uClosing = FinishTransfer(bClosingSeen);
+    if (!m_Options.bVerify) return uResult;
+    if (uResult == FTP_OK || (uResult == FTP_DATA_BROKEN && ExplainsBrokenStore(uClosing))) {
+        uResult = uClosing;
+    }
+    if (uResult == FTP_OK) return FTP_OK;
+    return Failed(uResult, "Not stored whole:" + remotePath,
+                  LocationInfo(kCommandFile, "Ftp_PutFile", __LINE__));
+}
+
+unsigned int CFtpComand::ReceiveFile(CRetrievedFile& file, bool bFirstBlockOnly) {
+    const int nBlock = static_cast<int>(m_Options.uBlockSize);
+    const std::unique_ptr<char[]> block(new char[m_Options.uBlockSize]);
+    unsigned long long ullTotal = 0;
+    bool bEndedByUs = false;
+    int nReceived = 0;
+    while ((nReceived = RecvData(block.get(), nBlock, kTransferSilence)) >= 1) {
+        const bool bWritten = file.Write(block.get(), static_cast<std::size_t>(nReceived));
+        if (!bWritten && m_Options.bVerify) return FTP_LOCAL_IO_FAILED;
+        ullTotal += static_cast<unsigned int>(nReceived);
+        if (!TellProgress(ullTotal)) return FTP_CANCELLED;
+        // ABOR closes the data socket; the next receive fails and ends the loop.
+        if (bFirstBlockOnly && ullTotal >= kTransferBlock) {
+            Ftp_abor();
+            bEndedByUs = true;
         }
     }
-    FinishTransfer(bClosingSeen);
-    return uResult;
+    if (ullTotal == 0 && !TellProgress(0)) return FTP_CANCELLED;
+    const bool bWritten = file.Close();
+    if (!m_Options.bVerify) return FTP_OK;
+    if (nReceived < 0 && !bEndedByUs) return FTP_DATA_BROKEN;
+    return bWritten ? FTP_OK : FTP_LOCAL_IO_FAILED;
 }
 
-// A broken or silent connection ends the file as its end does.
-void CFtpComand::ReceiveFile(FILE* pFile, bool bFirstBlockOnly) {
-    std::array<char, kTransferBlock> block{};
-    unsigned int uTotal = 0;
-    int nReceived = 0;
-    while ((nReceived = RecvData(block.data(), kTransferBlock, kTransferSilence)) >= 1) {
-        std::fwrite(block.data(), 1, static_cast<std::size_t>(nReceived), pFile);
-        uTotal += static_cast<unsigned int>(nReceived);
-        // ABOR closes the data socket; the next receive fails and ends the loop.
-        if (bFirstBlockOnly && uTotal >= kTransferBlock) Ftp_abor();
-    }
-    std::fflush(pFile);
-}
-
-// Reads the file to its end even when sending fails: the result is the same, and the closing reply
-// tells the server's side of it.
-void CFtpComand::SendFile(FILE* pFile) {
-    const std::unique_ptr<char[]> block(new char[kTransferBlock]);
+unsigned int CFtpComand::SendFile(CStoredFile& file) {
+    const std::unique_ptr<char[]> block(new char[m_Options.uBlockSize]);
+    unsigned long long ullTotal = 0;
     std::size_t nRead = 0;
-    while ((nRead = std::fread(block.get(), 1, kTransferBlock, pFile)) > 0) {
-        SendData(block.get(), static_cast<int>(nRead));
+    while ((nRead = file.Read(block.get(), m_Options.uBlockSize)) > 0) {
+        const int nSize = static_cast<int>(nRead);
+        if (m_Options.bVerify) {
+            if (SendData(block.get(), nSize, kTransferSilence) != nSize) return FTP_DATA_BROKEN;
+        } else {
+            // The file is read to its end even when sending fails: the result is the same, and the
+            // closing reply tells the server's side of it.
+            SendData(block.get(), nSize);
+        }
+        ullTotal += nRead;
+        if (!TellProgress(ullTotal)) return FTP_CANCELLED;
     }
+    if (ullTotal == 0 && !TellProgress(0)) return FTP_CANCELLED;
+    return m_Options.bVerify && file.HasFailed() ? FTP_LOCAL_IO_FAILED : FTP_OK;
 }
 
-// Close first: in stream mode the end of the data connection is the end of the file (RFC 959,
-// section 3.4.1), and only then does the server answer. The answer changes nothing.
-void CFtpComand::FinishTransfer(bool bClosingSeen) {
-    CloseDataSock();
-    if (!bClosingSeen) GetRetCode(m_nRetryTimeout);
+bool CFtpComand::TellProgress(unsigned long long ullMoved) const {
+    return !m_Options.progress || m_Options.progress(ullMoved);
 }
 
 }  // namespace RVN_FTP_CLIENT
