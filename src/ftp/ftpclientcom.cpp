@@ -101,6 +101,16 @@ int ReceiveOnce(const ACE_SOCK_Stream& stream, char* pBuffer, int nCapacity, int
     return static_cast<int>(nReceived);
 }
 
+// The same for a stream of blocks: asks for the bytes first and waits only when there are none,
+// which is one system call a block while they keep coming.
+int ReceiveBlock(const ACE_SOCK_Stream& stream, char* pBuffer, int nCapacity, int nTimeout) {
+    const ssize_t nReceived = ACE_OS::recv(stream.get_handle(), pBuffer,
+                                           static_cast<std::size_t>(nCapacity), MSG_DONTWAIT);
+    if (nReceived >= 0) return static_cast<int>(nReceived);
+    if (errno != EWOULDBLOCK && errno != EINTR) return -1;
+    return ReceiveOnce(stream, pBuffer, nCapacity, nTimeout);
+}
+
 }  // namespace
 
 CFtpClientCom::CFtpClientCom() {
@@ -157,7 +167,7 @@ bool CFtpClientCom::IsCtrlInputWaiting() const {
 }
 
 int CFtpClientCom::RecvData(char* pBuffer, int nCapacity, int nTimeout) {
-    return ReceiveOnce(m_DataSock, pBuffer, nCapacity, nTimeout);
+    return ReceiveBlock(m_DataSock, pBuffer, nCapacity, nTimeout);
 }
 
 int CFtpClientCom::OpenDataLink(unsigned int& uIpOut, unsigned short& usPort,
