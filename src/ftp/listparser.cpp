@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cstring>
 
 #include "src/ftp/listtime.h"
 
@@ -11,7 +12,6 @@ namespace {
 
 constexpr std::size_t kDosColumns = 4;
 constexpr std::size_t kUnixColumns = 9;
-constexpr const char* kSeparators = " \t";
 constexpr const char* kLinkArrow = " -> ";
 
 constexpr unsigned char kTypeFile = 0;
@@ -29,18 +29,22 @@ struct SColumns {
     }
 };
 
+bool IsSeparator(char c) {
+    return c == ' ' || c == '\t';
+}
+
 // The last column a style can have is the rest of the line, so that blanks in names survive.
 SColumns SplitColumns(const std::string& strLine) {
     SColumns columns;
-    std::size_t nStart = 0;
+    const char* pStart = strLine.data();
+    const char* const pEnd = pStart + strLine.size();
     while (!columns.NextIsRest()) {
-        const std::size_t nEnd = strLine.find_first_of(kSeparators, nStart);
-        if (nEnd == std::string::npos) break;
-        columns.text[columns.nCount++] = strLine.substr(nStart, nEnd - nStart);
-        const std::size_t nNext = strLine.find_first_not_of(kSeparators, nEnd);
-        nStart = nNext == std::string::npos ? strLine.size() : nNext;
+        const char* const pColumnEnd = std::find_if(pStart, pEnd, IsSeparator);
+        if (pColumnEnd == pEnd) break;
+        columns.text[columns.nCount++].assign(pStart, pColumnEnd);
+        pStart = std::find_if_not(pColumnEnd, pEnd, IsSeparator);
     }
-    columns.text[columns.nCount++] = strLine.substr(nStart);
+    columns.text[columns.nCount++].assign(pStart, pEnd);
     return columns;
 }
 
@@ -114,13 +118,14 @@ std::unique_ptr<TkFileInfo> ParseListLine(const std::string& strLine, ESelect eS
 
 void ParseListText(const std::string& strText, ESelect eSelect, std::vector<TkFileInfo*>& files) {
     const std::tm today = LocalToday();
+    std::string strLine;
     std::size_t nStart = 0;
     for (std::size_t nEnd = strText.find('\n'); nEnd != std::string::npos;
          nStart = nEnd + 1, nEnd = strText.find('\n', nStart)) {
         std::size_t nLength = nEnd - nStart;
         if (nLength > 0 && strText[nEnd - 1] == '\r') --nLength;
         // As text: a zero byte ends the line.
-        const std::string strLine = strText.substr(nStart, nLength).c_str();
+        strLine.assign(strText, nStart, ::strnlen(strText.data() + nStart, nLength));
         std::unique_ptr<TkFileInfo> entry = ParseListLine(strLine, eSelect, today);
         if (entry == nullptr) continue;
         files.push_back(entry.get());

@@ -4,9 +4,8 @@
 #include <strings.h>
 
 #include <array>
-#include <cerrno>
+#include <charconv>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 
 #include "platform/logging.h"
@@ -30,6 +29,20 @@ int ReadNumber(const char* pszText) {
     if (lValue > INT_MAX) return INT_MAX;
     if (lValue < INT_MIN) return INT_MIN;
     return static_cast<int>(lValue);
+}
+
+// Listings of a hundred thousand lines are common, and snprintf would be half their cost.
+void AppendNumber(std::string& strText, int nNumber, std::size_t nMinDigits = 1) {
+    std::array<char, 12> digits{};
+    const std::to_chars_result result =
+        std::to_chars(digits.data(), digits.data() + digits.size(), nNumber);
+    const std::size_t nDigits = static_cast<std::size_t>(result.ptr - digits.data());
+    if (nDigits < nMinDigits) strText.append(nMinDigits - nDigits, '0');
+    strText.append(digits.data(), nDigits);
+}
+
+void AppendTwoDigits(std::string& strText, int nNumber) {
+    AppendNumber(strText, nNumber, 2);
 }
 
 int YearOfEntry(int nMonth, int nDay, const std::tm& today) {
@@ -91,15 +104,16 @@ std::string BuildModifyTime(const std::string& strFirst, const std::string& strS
     if (bTime) GetHourAndMin(strThird.c_str(), nHour, nMinute);
     if (nYear == 0) nYear = YearOfEntry(nMonth, nDay, today);
 
-    // Room for five numbers of any size. Midnight is not written: it cannot be told from "no time".
-    std::array<char, 80> text{};
+    // Midnight is not written: it cannot be told from "no time".
+    std::string strTime;
+    AppendNumber(strTime, nYear);
+    AppendTwoDigits(strTime += '-', nMonth);
+    AppendTwoDigits(strTime += '-', nDay);
     if (nHour != 0 || nMinute != 0) {
-        std::snprintf(text.data(), text.size(), "%d-%02d-%02d %02d:%02d", nYear, nMonth, nDay,
-                      nHour, nMinute);
-    } else {
-        std::snprintf(text.data(), text.size(), "%d-%02d-%02d", nYear, nMonth, nDay);
+        AppendTwoDigits(strTime += ' ', nHour);
+        AppendTwoDigits(strTime += ':', nMinute);
     }
-    return text.data();
+    return strTime;
 }
 
 }  // namespace RVN_FTP_CLIENT
