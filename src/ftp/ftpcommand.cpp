@@ -129,8 +129,10 @@ unsigned int CFtpComand::Ftp_list(bool& completeSeen) {
     if (uSent != FTP_OK) return uSent;
     std::string strReply;
     const unsigned int uResult = Answer(Rule::kList, strReply);
-    // "226 " anywhere will do; the stricter test adds the servers that close with 250.
-    completeSeen = strReply.find("226 ") != std::string::npos || HoldsClosingReply(strReply);
+    // "226 " anywhere will do, in a text about 226 files, too; where the end must be sure it will
+    // not.
+    completeSeen = HoldsClosingReply(strReply) ||
+                   (!m_Options.bVerify && strReply.find("226 ") != std::string::npos);
     return uResult;
 }
 

@@ -51,7 +51,7 @@ unsigned int CFtpComand::Ftp_ListFile(const std::string& remoteDir, std::string&
     std::string strText;
     uResult = ReceiveText(*this, m_Options, strText);
     unsigned int uClosing = FTP_OK;
-    if (m_Options.bVerify) {
+    if (m_Options.bVerify || uResult != FTP_OK) {
         uClosing = FinishTransfer(bCompleteSeen);
     } else {
         CloseDataSock();

@@ -45,14 +45,14 @@ CRetrievedFile::CRetrievedFile(const std::string& strPath, bool bWhole) : m_strP
         return;
     }
     m_strPart = strPath + kPartSuffix;
-    std::remove(m_strPart.c_str());  // of a run that was killed, or a link that leads elsewhere
+    ::unlink(m_strPart.c_str());  // of a run that was killed, or a link that leads elsewhere
     m_bOpened = m_file.Open(m_strPart, "wb");
     if (m_bOpened && bExists) LikeTarget(::fileno(m_file.Get()), target);
 }
 
 CRetrievedFile::~CRetrievedFile() {
     m_file.Close();
-    if (!m_strPart.empty()) std::remove(m_strPart.c_str());
+    if (!m_strPart.empty()) ::unlink(m_strPart.c_str());
 }
 
 bool CRetrievedFile::Keep() {
