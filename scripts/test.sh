@@ -5,7 +5,8 @@
 #   scripts/test.sh PRESET...    the same with other presets of CMakePresets.json
 #   scripts/test.sh --coverage   preset coverage; ends with the line coverage of src/
 #   scripts/test.sh --all        all that CI runs: format, g++ and clang without warnings, the suite
-#                                under the sanitizers, coverage, and last the suite of preset dev
+#                                under the sanitizers with the line coverage of src/, and last the
+#                                suite of preset dev
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -31,11 +32,12 @@ check_format() {
     echo "As .clang-format wants it."
 }
 
-coverage() {
-    find build/coverage -name '*.gcda' -delete 2>/dev/null || true
-    suite coverage
+# The suite of a preset that counts lines.
+covered_suite() {
+    find "build/$1" -name '*.gcda' -delete 2>/dev/null || true
+    suite "$1"
     announce "Line coverage of src/ (at least $minimum_coverage %)"
-    gcovr --root . --object-directory build/coverage --filter src/ --txt --print-summary \
+    gcovr --root . --object-directory "build/$1" --filter src/ --txt --print-summary \
           --fail-under-line "$minimum_coverage"
 }
 
@@ -44,14 +46,13 @@ scripts/install-deps.sh test
 if [ "$#" = 0 ]; then set -- dev; fi
 for what in "$@"; do
     case "$what" in
-        -h | --help) sed -n '2,9s/^# \{0,1\}//p' "$0"; exit 0 ;;
-        --coverage) coverage ;;
+        -h | --help) sed -n '2,10s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        --coverage) covered_suite coverage ;;
         --all)
             check_format
             build clang
             suite tsan --target qel_thread_tests
-            suite asan
-            coverage
+            covered_suite asan
             suite dev
             ;;
         -*) echo "unknown option $what; see scripts/test.sh --help" >&2; exit 2 ;;
