@@ -224,6 +224,31 @@ protected:
     ~SFTP_Progress() = default;
 };
 
+// Takes a file's bytes as they are read. The user's; used during the call only.
+class SFTP_Sink {
+public:
+    // The next nSize bytes, at least one. False ends the reading, which then returns
+    // SFTP_ERR_CANCELLED. Must not throw.
+    virtual bool take(const void* pData, std::size_t nSize) = 0;
+
+protected:
+    ~SFTP_Sink() = default;
+};
+
+// Gives a file's bytes to be written. The user's; used during the call only.
+class SFTP_Source {
+public:
+    // Stores the next bytes and their number, which is less than nRoom only at the end and 0 after
+    // it. False ends the writing, which then returns SFTP_ERR_CANCELLED. Must not throw.
+    virtual bool give(void* pBuffer, std::size_t nRoom, std::size_t* pSize) = 0;
+
+    // ullDone: bytes of this call that the server has confirmed so far. False as above.
+    virtual bool arrived(std::uint64_t ullDone) = 0;
+
+protected:
+    ~SFTP_Source() = default;
+};
+
 // How a remote file is opened; combined by |.
 enum ESftpOpen {
     SFTP_OPEN_READ = 1,
@@ -336,14 +361,44 @@ public:
     virtual int setTimeout(unsigned int /*uSeconds*/) { return SFTP_ERR_UNSUPPORTED; }
 
     virtual int reserved30() { return SFTP_ERR_UNSUPPORTED; }
-    virtual int reserved31() { return SFTP_ERR_UNSUPPORTED; }
-    virtual int reserved32() { return SFTP_ERR_UNSUPPORTED; }
-    virtual int reserved33() { return SFTP_ERR_UNSUPPORTED; }
-    virtual int reserved34() { return SFTP_ERR_UNSUPPORTED; }
-    virtual int reserved35() { return SFTP_ERR_UNSUPPORTED; }
-    virtual int reserved36() { return SFTP_ERR_UNSUPPORTED; }
-    virtual int reserved37() { return SFTP_ERR_UNSUPPORTED; }
-    virtual int reserved38() { return SFTP_ERR_UNSUPPORTED; }
+    // 31. Types of host keys as in known_hosts, separated by commas ("ssh-rsa,ssh-ed25519"): their
+    // algorithms are moved to the front of the list of position 67, as far as it has them. For the
+    // next connect(); an empty text ends the preference.
+    virtual int preferHostKeys(const SFTP_String& /*types*/) { return SFTP_ERR_UNSUPPORTED; }
+    // 32. Reads from an offset to the end, with many requests on their way, and gives the bytes in
+    // their order: what the sink has got is always an unbroken piece of the file.
+    virtual int readAll(SFTP_File* /*pFile*/, std::uint64_t /*ullOffset*/, SFTP_Sink& /*sink*/) {
+        return SFTP_ERR_UNSUPPORTED;
+    }
+    // 33. Writes all that the source gives, from an offset on, with many requests on their way.
+    // After a failure the remote file is cut behind the last byte that arrived without a gap, as
+    // far as the server can still be told: it can be continued from its length.
+    virtual int writeAll(SFTP_File* /*pFile*/, std::uint64_t /*ullOffset*/,
+                         SFTP_Source& /*source*/) {
+        return SFTP_ERR_UNSUPPORTED;
+    }
+    // 34. Sets the time of modification, seconds since 1970-01-01 UTC, and that of access with it.
+    // The protocol has 32 bits for it: other times are SFTP_ERR_ARGUMENT.
+    virtual int setModified(const SFTP_String& /*path*/, std::int64_t /*llModified*/) {
+        return SFTP_ERR_UNSUPPORTED;
+    }
+    // 35. The low twelve bits of a Unix mode.
+    virtual int setPermission(const SFTP_String& /*path*/, std::uint32_t /*uPermission*/) {
+        return SFTP_ERR_UNSUPPORTED;
+    }
+    // 36. Renames a file over another, which it replaces in one step where the server has
+    // posix-rename@openssh.com. Elsewhere an existing target is removed first: for a moment there
+    // is none, and if the connection breaks just then only the source is left.
+    virtual int replace(const SFTP_String& /*from*/, const SFTP_String& /*to*/) {
+        return SFTP_ERR_UNSUPPORTED;
+    }
+    // 37. As stat(), of a link itself.
+    virtual int statLink(const SFTP_String& /*path*/, SFTP_FileInfo& /*info*/) {
+        return SFTP_ERR_UNSUPPORTED;
+    }
+    // 38. Seconds that reaching the server's port may take; 0, as at the start: as setTimeout says.
+    virtual int setConnectTimeout(unsigned int /*uSeconds*/) { return SFTP_ERR_UNSUPPORTED; }
+
     virtual int reserved39() { return SFTP_ERR_UNSUPPORTED; }
     virtual int reserved40() { return SFTP_ERR_UNSUPPORTED; }
     virtual int reserved41() { return SFTP_ERR_UNSUPPORTED; }

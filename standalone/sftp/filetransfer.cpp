@@ -1,10 +1,12 @@
 #include "standalone/sftp/filetransfer.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <limits>
 #include <system_error>
 
+#include "standalone/sftp/inorder.h"
 #include "standalone/sftp/localfile.h"
 #include "standalone/sftp/readwindow.h"
 #include "standalone/sftp/sftprequests.h"
@@ -24,6 +26,16 @@ int Report(SFTP_Progress* pProgress, std::uint64_t ullDone, std::uint64_t ullTot
     return error.Set(SFTP_ERR_CANCELLED, "cancelled");
 }
 
+int ChangedLength(CLastError& error) {
+    return error.Set(SFTP_ERR_REMOTE, "the remote file changed its length while it was read");
+}
+
+// Where to stop reading. Some files, those of /proc for one, have content and say 0: they are read
+// to their end.
+std::uint64_t EndOf(std::uint64_t ullSize) {
+    return ullSize != 0 ? ullSize : std::numeric_limits<std::uint64_t>::max();
+}
+
 // Closes the remote file whatever happened; keeps the earlier failure if there is one.
 int CloseAfter(int nResult, CSftpChannel& channel, CLastError& error,
                const std::string& strHandle) {
@@ -40,10 +52,8 @@ int ReadInto(CLocalFile& file, const std::string& strPath, CSftpChannel& channel
     SAttributes attributes;
     int nResult = CSftpRequests(channel, error).FileStat(strHandle, attributes);
     if (nResult != SFTP_OK) return nResult;
-    // Some files, those of /proc for one, have content and say 0: they are read to their end.
     const std::uint64_t ullTotal = attributes.ullSize;
-    const std::uint64_t ullEnd =
-        ullTotal != 0 ? ullTotal : std::numeric_limits<std::uint64_t>::max();
+    const std::uint64_t ullEnd = EndOf(ullTotal);
     std::uint64_t ullDone = 0;
     const CReadWindow::Sink sink = [&](std::uint64_t ullOffset, const void* pData,
                                        std::size_t uSize) {
@@ -54,8 +64,7 @@ int ReadInto(CLocalFile& file, const std::string& strPath, CSftpChannel& channel
     std::uint64_t ullReached = 0;
     nResult = CReadWindow(channel, error, strHandle).Read(0, ullEnd, sink, ullReached);
     if (nResult != SFTP_OK) return nResult;
-    if (ullDone != ullReached || ullReached < ullTotal)
-        return error.Set(SFTP_ERR_REMOTE, "the remote file changed its length while it was read");
+    if (ullDone != ullReached || ullReached < ullTotal) return ChangedLength(error);
     return ullDone == 0 ? Report(pProgress, 0, 0, error) : SFTP_OK;
 }
 
@@ -131,6 +140,52 @@ int PutWholeFile(CSftpChannel& channel, CLastError& error, const std::string& st
     nResult = CWriteWindow(channel, error, strHandle).Write(0, source, acknowledged);
     if (nResult == SFTP_OK && !bReported) nResult = Report(pProgress, 0, ullTotal, error);
     return CloseAfter(nResult, channel, error, strHandle);
+}
+
+int ReadStream(CSftpChannel& channel, CLastError& error, const std::string& strHandle,
+               std::uint64_t ullOffset, SFTP_Sink& sink) {
+    SAttributes attributes;
+    int nResult = CSftpRequests(channel, error).FileStat(strHandle, attributes);
+    if (nResult != SFTP_OK) return nResult;
+    CInOrder order(ullOffset, [&](const void* pData, std::size_t uSize) {
+        if (sink.take(pData, uSize)) return static_cast<int>(SFTP_OK);
+        return error.Set(SFTP_ERR_CANCELLED, "cancelled");
+    });
+    const CReadWindow::Sink inOrder = [&order](std::uint64_t ullAt, const void* pData,
+                                               std::size_t uSize) {
+        return order.Take(ullAt, pData, uSize);
+    };
+    std::uint64_t ullReached = 0;
+    nResult = CReadWindow(channel, error, strHandle)
+                  .Read(ullOffset, EndOf(attributes.ullSize), inOrder, ullReached);
+    if (nResult != SFTP_OK) return nResult;
+    const std::uint64_t ullEnd = std::max(attributes.ullSize, ullOffset);
+    return order.Reached() < ullEnd || order.Reached() < ullReached ? ChangedLength(error)
+                                                                    : SFTP_OK;
+}
+
+int WriteStream(CSftpChannel& channel, CLastError& error, const std::string& strHandle,
+                std::uint64_t ullOffset, SFTP_Source& source) {
+    bool bStopped = false;  // the source is not asked again
+    const auto goOn = [&](bool bGoOn) {
+        bStopped = !bGoOn;
+        return bGoOn ? static_cast<int>(SFTP_OK) : error.Set(SFTP_ERR_CANCELLED, "cancelled");
+    };
+    const CWriteWindow::Source give = [&](void* pData, std::size_t uRoom, std::size_t& uSize) {
+        return goOn(source.give(pData, uRoom, &uSize));
+    };
+    const CWriteWindow::Acknowledged arrived = [&](std::uint64_t ullDone) {
+        return bStopped ? static_cast<int>(SFTP_OK) : goOn(source.arrived(ullDone));
+    };
+    CWriteWindow window(channel, error, strHandle);
+    const int nResult = window.Write(ullOffset, give, arrived);
+    if (nResult == SFTP_OK || nResult == SFTP_ERR_LOST || nResult == SFTP_ERR_TIMEOUT)
+        return nResult;
+    const CLastError failure = error;  // not hidden by one of cutting
+    const int nCut = CSftpRequests(channel, error).Cut(strHandle, window.Unbroken());
+    if (nCut == SFTP_ERR_LOST || nCut == SFTP_ERR_TIMEOUT) return nCut;
+    error = failure;
+    return nResult;
 }
 
 }  // namespace sftpwrapper

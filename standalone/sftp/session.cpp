@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <new>
+#include <sstream>
 
 #include "standalone/sftp/algorithmlist.h"
 #include "standalone/sftp/filetransfer.h"
@@ -16,6 +18,7 @@ namespace {
 constexpr unsigned int kMaxTimeout = 24 * 60 * 60;  // seconds
 constexpr unsigned int kMaxPort = 65535;
 constexpr int kKeyFormat = 1;
+constexpr std::uint32_t kPermissionBits = 07777;
 
 bool IsEmpty(const SFTP_String& text) {
     return text.c_str() == nullptr || *text.c_str() == '\0';
@@ -134,6 +137,21 @@ int CSession::setTimeout(unsigned int uSeconds) {
     m_settings.timeout = kDefaultTimeout;
     if (uSeconds != 0) m_settings.timeout = std::chrono::seconds(std::min(uSeconds, kMaxTimeout));
     return SFTP_OK;
+}
+
+int CSession::setConnectTimeout(unsigned int uSeconds) {
+    m_settings.connectTimeout = std::chrono::seconds(std::min(uSeconds, kMaxTimeout));
+    return SFTP_OK;
+}
+
+int CSession::preferHostKeys(const SFTP_String& types) {
+    return Guarded([&]() -> int {
+        m_settings.preferredKeyTypes.clear();
+        std::istringstream list(types.c_str() != nullptr ? types.c_str() : "");
+        for (std::string strType; std::getline(list, strType, ',');)
+            m_settings.preferredKeyTypes.push_back(strType);
+        return SFTP_OK;
+    });
 }
 
 int CSession::connect() {
@@ -316,6 +334,57 @@ int CSession::putFile(const SFTP_String& local, const SFTP_String& remote,
                       SFTP_Progress* pProgress) {
     return Connected({&remote, &local}, [&] {
         return PutWholeFile(*m_pChannel, m_error, local.c_str(), remote.c_str(), pProgress);
+    });
+}
+
+template <class Operation>
+int CSession::WithFile(const SFTP_File* pFile, Operation operation) noexcept {
+    return Connected({}, [&]() -> int {
+        if (!IsOpen(pFile)) return m_error.Set(SFTP_ERR_ARGUMENT, "not an open file");
+        return operation();
+    });
+}
+
+int CSession::readAll(SFTP_File* pFile, std::uint64_t ullOffset, SFTP_Sink& sink) {
+    return WithFile(
+        pFile, [&] { return ReadStream(*m_pChannel, m_error, pFile->Handle(), ullOffset, sink); });
+}
+
+int CSession::writeAll(SFTP_File* pFile, std::uint64_t ullOffset, SFTP_Source& source) {
+    return WithFile(pFile, [&] {
+        return WriteStream(*m_pChannel, m_error, pFile->Handle(), ullOffset, source);
+    });
+}
+
+int CSession::setModified(const SFTP_String& path, std::int64_t llModified) {
+    return Connected({&path}, [&]() -> int {
+        if (llModified < 0 || llModified > std::numeric_limits<std::uint32_t>::max())
+            return m_error.Set(SFTP_ERR_ARGUMENT, "a time that the protocol cannot express");
+        return CSftpRequests(*m_pChannel, m_error)
+            .SetModified(path.c_str(), static_cast<std::uint32_t>(llModified));
+    });
+}
+
+int CSession::setPermission(const SFTP_String& path, std::uint32_t uPermission) {
+    return Connected({&path}, [&]() -> int {
+        if ((uPermission & ~kPermissionBits) != 0)
+            return m_error.Set(SFTP_ERR_ARGUMENT, "more than permissions");
+        return CSftpRequests(*m_pChannel, m_error).SetMode(path.c_str(), uPermission);
+    });
+}
+
+int CSession::replace(const SFTP_String& from, const SFTP_String& to) {
+    return Connected({&from, &to}, [&] {
+        return CSftpRequests(*m_pChannel, m_error).Replace(from.c_str(), to.c_str());
+    });
+}
+
+int CSession::statLink(const SFTP_String& path, SFTP_FileInfo& info) {
+    return Connected({&path}, [&] {
+        SAttributes attributes;
+        const int nResult = CSftpRequests(*m_pChannel, m_error).StatLink(path.c_str(), attributes);
+        if (nResult == SFTP_OK) info = FileInfoOf(attributes);
+        return nResult;
     });
 }
 

@@ -68,6 +68,14 @@ public:
                 SFTP_Progress* pProgress) override;
     int realPath(const SFTP_String& path, SFTP_String& absolute) override;
     int setTimeout(unsigned int uSeconds) override;
+    int preferHostKeys(const SFTP_String& types) override;
+    int readAll(SFTP_File* pFile, std::uint64_t ullOffset, SFTP_Sink& sink) override;
+    int writeAll(SFTP_File* pFile, std::uint64_t ullOffset, SFTP_Source& source) override;
+    int setModified(const SFTP_String& path, std::int64_t llModified) override;
+    int setPermission(const SFTP_String& path, std::uint32_t uPermission) override;
+    int replace(const SFTP_String& from, const SFTP_String& to) override;
+    int statLink(const SFTP_String& path, SFTP_FileInfo& info) override;
+    int setConnectTimeout(unsigned int uSeconds) override;
     int setSessionOption(int nOption) override;
     int setHostKeyList(const SFTP_Vector<int>& list) override;
 
@@ -81,6 +89,8 @@ private:
     int Start();
     void End() noexcept;
     bool IsOpen(const SFTP_File* pFile) const;
+    template <class Operation>
+    int WithFile(const SFTP_File* pFile, Operation operation) noexcept;
 
     CLastError m_error;
     SLinkSettings m_settings;

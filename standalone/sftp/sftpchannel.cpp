@@ -85,6 +85,7 @@ bool CSftpChannel::ReadExtensions(CPacketReader& fields) {
         const std::string_view name = fields.String();
         const std::string_view version = fields.String();
         if (name == "limits@openssh.com" && version == "1") m_bHasLimits = true;
+        if (name == "posix-rename@openssh.com" && version == "1") m_bHasPosixRename = true;
     }
     return !fields.Failed();
 }

@@ -56,6 +56,9 @@ public:
     std::uint32_t MaxRead() const { return m_uMaxRead; }
     std::uint32_t MaxWrite() const { return m_uMaxWrite; }
 
+    // Whether the server renames over an existing file (OpenSSH's PROTOCOL, section 4.3).
+    bool HasPosixRename() const { return m_bHasPosixRename; }
+
 private:
     int OpenSubsystem(const CDeadline& deadline);
     int AgreeOnVersion();
@@ -80,6 +83,7 @@ private:
     std::uint32_t m_uMaxRead;
     std::uint32_t m_uMaxWrite;
     bool m_bHasLimits = false;
+    bool m_bHasPosixRename = false;
 
     std::unique_ptr<std::uint8_t[]> m_pBuffer;  // received, not yet handed out: [m_uFirst, m_uEnd)
     std::size_t m_uFirst = 0;

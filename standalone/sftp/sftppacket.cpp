@@ -7,12 +7,6 @@ namespace {
 
 constexpr std::size_t kLengthSize = 4;
 
-constexpr std::uint32_t kFlagSize = 0x00000001;
-constexpr std::uint32_t kFlagOwner = 0x00000002;
-constexpr std::uint32_t kFlagMode = 0x00000004;
-constexpr std::uint32_t kFlagTimes = 0x00000008;
-constexpr std::uint32_t kFlagExtended = 0x80000000;
-
 void Store32(std::uint8_t* pTo, std::uint32_t uValue) {
     for (int nShift = 24; nShift >= 0; nShift -= 8)
         *pTo++ = static_cast<std::uint8_t>(uValue >> nShift);
@@ -102,21 +96,21 @@ std::string_view CPacketReader::String() {
 SAttributes CPacketReader::Attributes() {
     SAttributes attributes;
     const std::uint32_t uFlags = U32();
-    if (uFlags & kFlagSize) attributes.ullSize = U64();
-    if (uFlags & kFlagOwner) U64();
-    if (uFlags & kFlagMode) attributes.uMode = U32();
-    if (uFlags & kFlagTimes) {
+    if (uFlags & kAttributeSize) attributes.ullSize = U64();
+    if (uFlags & kAttributeOwner) U64();
+    if (uFlags & kAttributeMode) attributes.uMode = U32();
+    if (uFlags & kAttributeTimes) {
         U32();
         attributes.uModified = U32();
     }
-    if (uFlags & kFlagExtended) {
+    if (uFlags & kAttributeExtended) {
         const std::uint32_t uPairs = U32();
         for (std::uint32_t i = 0; i < uPairs && !m_bFailed; ++i) {
             String();
             String();
         }
     }
-    attributes.bHasSize = (uFlags & kFlagSize) != 0 && !m_bFailed;
+    attributes.bHasSize = (uFlags & kAttributeSize) != 0 && !m_bFailed;
     return attributes;
 }
 

@@ -19,7 +19,10 @@ enum EPacket : std::uint8_t {
     kClose = 4,
     kRead = 5,
     kWrite = 6,
+    kLstat = 7,
     kFstat = 8,
+    kSetstat = 9,
+    kFsetstat = 10,
     kOpenDir = 11,
     kReadDir = 12,
     kRemove = 13,
@@ -35,6 +38,15 @@ enum EPacket : std::uint8_t {
     kAttributes = 105,
     kExtended = 200,
     kExtendedReply = 201
+};
+
+// Which attributes follow (section 5).
+enum EAttributeFlag : std::uint32_t {
+    kAttributeSize = 0x00000001,
+    kAttributeOwner = 0x00000002,
+    kAttributeMode = 0x00000004,
+    kAttributeTimes = 0x00000008,
+    kAttributeExtended = 0x80000000
 };
 
 enum EStatus : std::uint32_t {

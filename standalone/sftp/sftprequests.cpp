@@ -103,6 +103,40 @@ int CSftpRequests::Rename(const std::string& strFrom, const std::string& strTo) 
     return nResult == SFTP_ERR_REMOTE ? FailedBecauseItExists(strWhat, strTo) : nResult;
 }
 
+int CSftpRequests::Replace(const std::string& strFrom, const std::string& strTo) {
+    if (!m_channel.HasPosixRename()) {
+        const int nResult = Rename(strFrom, strTo);
+        if (nResult != SFTP_ERR_EXISTS) return nResult;
+        const int nRemoved = Remove(strTo);
+        return nRemoved == SFTP_OK ? Rename(strFrom, strTo) : nRemoved;
+    }
+    const std::uint32_t uId = m_channel.NextId();
+    CPacketWriter request(kExtended, uId);
+    request.String("posix-rename@openssh.com").String(strFrom).String(strTo);
+    return ExchangeForStatus(request, uId, "rename " + strFrom + " to " + strTo);
+}
+
+int CSftpRequests::SetModified(const std::string& strPath, std::uint32_t uModified) {
+    const std::uint32_t uId = m_channel.NextId();
+    CPacketWriter request(kSetstat, uId);
+    request.String(strPath).U32(kAttributeTimes).U32(uModified).U32(uModified);
+    return ExchangeForStatus(request, uId, "set the time of " + strPath);
+}
+
+int CSftpRequests::SetMode(const std::string& strPath, std::uint32_t uMode) {
+    const std::uint32_t uId = m_channel.NextId();
+    CPacketWriter request(kSetstat, uId);
+    request.String(strPath).U32(kAttributeMode).U32(uMode);
+    return ExchangeForStatus(request, uId, "set the permissions of " + strPath);
+}
+
+int CSftpRequests::Cut(const std::string& strHandle, std::uint64_t ullSize) {
+    const std::uint32_t uId = m_channel.NextId();
+    CPacketWriter request(kFsetstat, uId);
+    request.String(strHandle).U32(kAttributeSize).U64(ullSize);
+    return ExchangeForStatus(request, uId, "set the length of an open file");
+}
+
 // Version 3 has no status for "exists": servers say "failure", as for everything else. Keeps that
 // failure unless the path is there.
 int CSftpRequests::FailedBecauseItExists(const std::string& strWhat, const std::string& strPath) {
@@ -131,8 +165,16 @@ int CSftpRequests::StatReply(CPacketWriter& request, std::uint32_t uId, const st
 }
 
 int CSftpRequests::Stat(const std::string& strPath, SAttributes& attributes) {
+    return StatPath(kStat, strPath, attributes);
+}
+
+int CSftpRequests::StatLink(const std::string& strPath, SAttributes& attributes) {
+    return StatPath(kLstat, strPath, attributes);
+}
+
+int CSftpRequests::StatPath(EPacket type, const std::string& strPath, SAttributes& attributes) {
     const std::uint32_t uId = m_channel.NextId();
-    CPacketWriter request(kStat, uId);
+    CPacketWriter request(type, uId);
     request.String(strPath);
     return StatReply(request, uId, "stat " + strPath, attributes);
 }

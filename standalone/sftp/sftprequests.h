@@ -15,15 +15,20 @@ public:
     CSftpRequests(CSftpChannel& channel, CLastError& error) : m_channel(channel), m_error(error) {}
 
     int Stat(const std::string& strPath, SAttributes& attributes);
+    int StatLink(const std::string& strPath, SAttributes& attributes);
+    int SetModified(const std::string& strPath, std::uint32_t uModified);
+    int SetMode(const std::string& strPath, std::uint32_t uMode);
     int MakeDir(const std::string& strPath);
     int RemoveDir(const std::string& strPath);
     int Remove(const std::string& strPath);
     int Rename(const std::string& strFrom, const std::string& strTo);
+    int Replace(const std::string& strFrom, const std::string& strTo);
     int RealPath(const std::string& strPath, std::string& strAbsolute);
 
     // nOpen: of ESftpOpen.
     int Open(const std::string& strPath, int nOpen, std::string& strHandle);
     int FileStat(const std::string& strHandle, SAttributes& attributes);
+    int Cut(const std::string& strHandle, std::uint64_t ullSize);
     int Close(const std::string& strHandle);
 
     int ReadDir(const std::string& strPath, SFTP_DirVisitor& visitor);
@@ -36,6 +41,7 @@ private:
                      SFTP_DirVisitor& visitor, bool& bEnd);
     int ShowEntries(CPacketReader& fields, SFTP_DirVisitor& visitor);
     int ExchangeForStatus(CPacketWriter& request, std::uint32_t uId, const std::string& strWhat);
+    int StatPath(EPacket type, const std::string& strPath, SAttributes& attributes);
     int StatReply(CPacketWriter& request, std::uint32_t uId, const std::string& strWhat,
                   SAttributes& attributes);
     int FailedBecauseItExists(const std::string& strWhat, const std::string& strPath);

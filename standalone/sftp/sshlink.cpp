@@ -33,6 +33,25 @@ bool HasCredential(const std::string& strType, const SLinkSettings& settings) {
     return strType == "publickey" ? settings.privateKey != nullptr : settings.password.IsSet();
 }
 
+std::chrono::milliseconds TcpTimeout(const SLinkSettings& settings) {
+    return settings.connectTimeout.count() != 0 ? settings.connectTimeout : settings.timeout;
+}
+
+// A type of keys has several algorithms when its signatures have (RFC 8332).
+const char* KeyTypeOf(const std::string& strAlgorithm) {
+    const bool bRsa = strAlgorithm == "rsa-sha2-256" || strAlgorithm == "rsa-sha2-512";
+    return bRsa ? "ssh-rsa" : strAlgorithm.c_str();
+}
+
+std::vector<std::string> HostKeyAlgorithms(const SLinkSettings& settings) {
+    const std::vector<std::string>& preferred = settings.preferredKeyTypes;
+    std::vector<std::string> names = settings.hostKeys;
+    std::stable_partition(names.begin(), names.end(), [&preferred](const std::string& strName) {
+        return std::find(preferred.begin(), preferred.end(), KeyTypeOf(strName)) != preferred.end();
+    });
+    return names;
+}
+
 int RefuseToPrompt(const char*, char*, std::size_t, int, int, void*) {
     return -1;
 }
@@ -85,6 +104,7 @@ int CSshLink::Connect(SLinkSettings& settings) {
 int CSshLink::SetAlgorithms(const SLinkSettings& settings) {
     std::vector<std::string> compressions = settings.compressions;
     if (!compressions.empty() && compressions.back() != "none") compressions.emplace_back("none");
+    const std::vector<std::string> hostKeys = HostKeyAlgorithms(settings);
     const struct {
         const char* pszTitle;
         const std::vector<std::string>& names;
@@ -93,7 +113,7 @@ int CSshLink::SetAlgorithms(const SLinkSettings& settings) {
         {"cipher", settings.ciphers, {SSH_OPTIONS_CIPHERS_C_S, SSH_OPTIONS_CIPHERS_S_C}},
         {"MAC", settings.macs, {SSH_OPTIONS_HMAC_C_S, SSH_OPTIONS_HMAC_S_C}},
         {"key-exchange", settings.keyExchanges, {SSH_OPTIONS_KEY_EXCHANGE}},
-        {"host-key", settings.hostKeys, {SSH_OPTIONS_HOSTKEYS}},
+        {"host-key", hostKeys, {SSH_OPTIONS_HOSTKEYS}},
         {"compression", compressions, {SSH_OPTIONS_COMPRESSION_C_S, SSH_OPTIONS_COMPRESSION_S_C}},
         {"authentication-type", settings.authTypes, {}},
     };
@@ -130,7 +150,7 @@ int CSshLink::Configure(const SLinkSettings& settings) {
 
     std::string strReason;
     socket_t nSocket =
-        ConnectTcp(settings.strHost, settings.uPort, CDeadline(settings.timeout), strReason);
+        ConnectTcp(settings.strHost, settings.uPort, CDeadline(TcpTimeout(settings)), strReason);
     if (nSocket < 0)
         return m_error.Set(SFTP_ERR_CONNECT, "no connection to " + settings.strHost + " port " +
                                                  std::to_string(uPort) + ": " + strReason);

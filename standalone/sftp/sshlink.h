@@ -31,10 +31,12 @@ struct SLinkSettings {
     std::vector<std::string> macs;
     std::vector<std::string> keyExchanges;
     std::vector<std::string> hostKeys;
+    std::vector<std::string> preferredKeyTypes;  // as known_hosts names them
     std::vector<std::string> compressions;
     std::vector<std::string> authTypes;
     std::chrono::milliseconds timeout = kDefaultTimeout;
-    SFTP_SessionCB* pCallback = nullptr;  // the user's
+    std::chrono::milliseconds connectTimeout{0};  // of the TCP connection; 0: timeout
+    SFTP_SessionCB* pCallback = nullptr;          // the user's
 
     CSecret password;
     KeyPtr privateKey;

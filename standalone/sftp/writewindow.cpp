@@ -50,7 +50,7 @@ int CWriteWindow::SendNext(const Source& source, bool& bEnd) {
     if (nResult != SFTP_OK || uSize == 0) return nResult;
     const auto uBytes = static_cast<std::uint32_t>(uSize);
     request.Truncate(uRoom, uBytes);
-    m_pending.emplace(uId, uBytes);
+    m_pending.emplace(uId, SRange{m_ullNext, uBytes});
     m_ullPendingBytes += uBytes;
     m_ullNext += uBytes;
     return m_channel.Send(request);
@@ -62,13 +62,16 @@ int CWriteWindow::TakeReply(const Acknowledged& acknowledged) {
     if (nResult != SFTP_OK) return nResult;
     const auto found = m_pending.find(reply.uId);
     if (found == m_pending.end()) return m_channel.ProtocolError("reply to no request");
-    const std::uint32_t uBytes = found->second;
+    const SRange range = found->second;
     m_pending.erase(found);
-    m_ullPendingBytes -= uBytes;
+    m_ullPendingBytes -= range.uSize;
     if (reply.type != kStatus) return m_channel.ProtocolError("not a status");
     const int nStatus = TakeStatus(reply.fields, "write", m_error);
-    if (nStatus != SFTP_OK) return nStatus;
-    m_ullDone += uBytes;
+    if (nStatus != SFTP_OK) {
+        m_ullGap = std::min(m_ullGap, range.ullOffset);
+        return nStatus;
+    }
+    m_ullDone += range.uSize;
     return acknowledged(m_ullDone);
 }
 

@@ -1,8 +1,10 @@
 #ifndef QEL_STANDALONE_SFTP_WRITEWINDOW_H
 #define QEL_STANDALONE_SFTP_WRITEWINDOW_H
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <string>
 #include <unordered_map>
 
@@ -27,17 +29,26 @@ public:
     // way any more, unless the connection is gone.
     int Write(std::uint64_t ullFirst, const Source& source, const Acknowledged& acknowledged);
 
+    // Up to where the last Write() left no gap, if it was told of the end of every request.
+    std::uint64_t Unbroken() const { return std::min(m_ullNext, m_ullGap); }
+
 private:
+    struct SRange {
+        std::uint64_t ullOffset;
+        std::uint32_t uSize;
+    };
+
     int SendNext(const Source& source, bool& bEnd);
     int TakeReply(const Acknowledged& acknowledged);
 
     CSftpChannel& m_channel;
     CLastError& m_error;
     const std::string& m_strHandle;
-    std::unordered_map<std::uint32_t, std::uint32_t> m_pending;  // identifier: bytes
+    std::unordered_map<std::uint32_t, SRange> m_pending;  // by request identifier
     std::uint64_t m_ullPendingBytes = 0;
-    std::uint64_t m_ullNext = 0;  // offset
-    std::uint64_t m_ullDone = 0;  // bytes
+    std::uint64_t m_ullNext = 0;                                         // offset
+    std::uint64_t m_ullDone = 0;                                         // bytes
+    std::uint64_t m_ullGap = std::numeric_limits<std::uint64_t>::max();  // first refused byte
 };
 
 }  // namespace sftpwrapper

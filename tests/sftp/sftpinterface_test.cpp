@@ -34,6 +34,17 @@ struct SDirNone : SFTP_DirVisitor {
     bool entry(const SFTP_FileInfo& /*info*/) override { return true; }
 };
 
+struct SSinkNone : SFTP_Sink {
+    bool take(const void* /*pData*/, std::size_t /*nSize*/) override { return true; }
+};
+
+struct SSourceNone : SFTP_Source {
+    bool give(void* /*pBuffer*/, std::size_t /*nRoom*/, std::size_t* /*pSize*/) override {
+        return true;
+    }
+    bool arrived(std::uint64_t /*ullDone*/) override { return true; }
+};
+
 struct SPositionRow {
     int nPosition;
     std::function<void(SFTP_Session_Wrp&)> call;
@@ -45,6 +56,8 @@ TEST(SftpSessionTable, HasItsOperationsAtTheirPositions) {
     const SFTP_Vector<int> list(1);
     SFTP_FileInfo info = {};
     SDirNone visitor;
+    SSinkNone sink;
+    SSourceNone source;
     int nDetail = 0;
     const SPositionRow rows[] = {
         {1, [&](auto& s) { s.setServerInfo(text, 22, text); }},
@@ -77,6 +90,15 @@ TEST(SftpSessionTable, HasItsOperationsAtTheirPositions) {
         {28, [&](auto& s) { s.realPath(text, out); }},
         {29, [&](auto& s) { s.setTimeout(1); }},
         {30, [&](auto& s) { s.reserved30(); }},
+        {31, [&](auto& s) { s.preferHostKeys(text); }},
+        {32, [&](auto& s) { s.readAll(nullptr, 0, sink); }},
+        {33, [&](auto& s) { s.writeAll(nullptr, 0, source); }},
+        {34, [&](auto& s) { s.setModified(text, 0); }},
+        {35, [&](auto& s) { s.setPermission(text, 0); }},
+        {36, [&](auto& s) { s.replace(text, text); }},
+        {37, [&](auto& s) { s.statLink(text, info); }},
+        {38, [&](auto& s) { s.setConnectTimeout(1); }},
+        {39, [&](auto& s) { s.reserved39(); }},
         {49, [&](auto& s) { s.reserved49(); }},
         {50, [&](auto& s) { s.setSessionOption(15); }},
         {51, [&](auto& s) { s.reserved51(); }},

@@ -98,19 +98,48 @@ TEST_F(RemoteFiles, AreListedUntilTheVisitorHasEnough) {
     EXPECT_EQ(m_session->stat(Text(Remote("a")), info), SFTP_OK) << m_session.Error();
 }
 
-TEST_F(RemoteFiles, MayHaveUtf8Names) {
-    const std::string strName = "Übergröße 文件 🫖";
+// The same letters in both forms are two names: bytes are not rewritten on their way.
+class RemoteName : public RemoteFiles, public testing::WithParamInterface<const char*> {};
+
+TEST_P(RemoteName, IsTheSameThroughEveryOperation) {
+    const std::string strName = GetParam();
+    const std::string strBytes = "in " + strName;
     const TempDir temp;
-    WriteFile(temp.File("f"), "tea");
-    ASSERT_EQ(m_session->makeDir(Text(Remote(strName))), SFTP_OK) << m_session.Error();
-    ASSERT_EQ(m_session->putFile(Text(temp.File("f")), Text(Remote(strName + "/ÿ")), nullptr),
-              SFTP_OK)
+    const std::string strLocal = temp.File(strName);
+    const std::string strDirectory = Remote(strName);
+    const std::string strFile = strDirectory + "/" + strName;
+    WriteFile(strLocal, strBytes);
+    ASSERT_EQ(m_session->makeDir(Text(strDirectory)), SFTP_OK) << m_session.Error();
+    ASSERT_EQ(m_session->putFile(Text(strLocal), Text(strFile), nullptr), SFTP_OK)
         << m_session.Error();
-    EXPECT_EQ(ReadFile(Remote(strName + "/ÿ")), "tea");
+    EXPECT_EQ(ReadFile(strFile), strBytes);
     Collector found;
-    ASSERT_EQ(m_session->readDir(Text(Remote(strName)), found), SFTP_OK);
-    EXPECT_EQ(found.m_entries.count("ÿ"), 1U);
+    ASSERT_EQ(m_session->readDir(Text(strDirectory), found), SFTP_OK) << m_session.Error();
+    ASSERT_EQ(found.m_entries.size(), 1U);
+    EXPECT_EQ(found.m_entries.begin()->first, strName);
+    SFTP_FileInfo info = {};
+    ASSERT_EQ(m_session->stat(Text(strFile), info), SFTP_OK) << m_session.Error();
+    EXPECT_EQ(info.ullSize, strBytes.size());
+    SFTP_String absolute;
+    ASSERT_EQ(m_session->realPath(Text(strFile), absolute), SFTP_OK) << m_session.Error();
+    EXPECT_EQ(absolute.c_str(), strFile);
+    fs::remove(strLocal);
+    ASSERT_EQ(m_session->getFile(Text(strFile), Text(strLocal), nullptr), SFTP_OK)
+        << m_session.Error();
+    EXPECT_EQ(ReadFile(strLocal), strBytes);
+    ASSERT_EQ(m_session->rename(Text(strFile), Text(strFile + strName)), SFTP_OK)
+        << m_session.Error();
+    EXPECT_TRUE(fs::exists(strFile + strName));
+    EXPECT_EQ(m_session->remove(Text(strFile + strName)), SFTP_OK) << m_session.Error();
+    EXPECT_EQ(m_session->removeDir(Text(strDirectory)), SFTP_OK) << m_session.Error();
+    EXPECT_TRUE(fs::is_empty(m_server.Directory()));
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, RemoteName,
+    testing::Values("Übergröße", "r\u00e9sum\u00e9", "re\u0301sume\u0301", "文件 文書", "файл",
+                    "ملف", "🫖 tea", "it's \"quoted\" $HOME *?[a]", "-rf", "two\nlines", "ÿ\xff"),
+    [](const auto& parameter) { return "Number" + std::to_string(parameter.index); });
 
 TEST_F(RemoteFiles, ThatDoNotExistAreSaidNotTo) {
     const SFTP_String path = Text(Remote("nothing"));

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -82,29 +84,98 @@ TEST(HostKey, IsRefusedWhenNobodyCanBeAsked) {
     EXPECT_EQ(LogInAmong(EventsAfter(session, server)), Texts{});
 }
 
-class HostKeyType : public testing::TestWithParam<const char*> {};
+class HostKeyType : public testing::TestWithParam<const char*> {
+protected:
+    HostKeyType() : m_server({GetParam()}) {}
+
+    TQ_UTIL::StFTPAccountInfo Account(const std::string& strHostKey) const {
+        TQ_UTIL::StFTPAccountInfo account = PasswordAccount(m_server);
+        account.strHostKey = strHostKey;
+        return account;
+    }
+
+    OpenSshServer m_server;
+};
 
 TEST_P(HostKeyType, IsShownAsKnownHostsWritesIt) {
-    const OpenSshServer server({GetParam()});
-    TQ_UTIL::StFTPAccountInfo account = PasswordAccount(server);
-    account.strHostKey = server.HostKey(GetParam());
-    HostSession session(account);
+    HostSession session(Account(m_server.HostKey(GetParam())));
     EXPECT_EQ(session->connect(), SFTP_OK) << session.Error();
 }
 
-INSTANTIATE_TEST_SUITE_P(Types, HostKeyType, testing::Values("rsa", "ecdsa", "ed25519"));
+TEST_P(HostKeyType, IsRefusedWhenItIsNotTheExpectedOne) {
+    const std::string strKey = m_server.HostKey(GetParam());
+    const std::string strOther = OpenSshServer({GetParam()}).HostKey(GetParam());
+    ASSERT_NE(strOther, strKey);
+    HostSession session(Account(strOther));
+    EXPECT_EQ(session->connect(), SFTP_ERR_HOST_KEY);
+    EXPECT_EQ(session.Error(), "6 the host key of 127.0.0.1 is not accepted: " + strKey);
+    EXPECT_PRED_FORMAT2(testing::IsNotSubstring, m_server.User(),
+                        m_server.LogOfRefusedConnection());
+}
 
-TEST(LogInByPrompts, AnswersHiddenPromptsWithThePasswordAndNoOthers) {
+INSTANTIATE_TEST_SUITE_P(Types, HostKeyType,
+                         testing::Values("rsa", "ecdsa", "ecdsa-384", "ecdsa-521", "ed25519"),
+                         [](const auto& parameter) {
+                             std::string strName = parameter.param;
+                             strName.erase(std::remove(strName.begin(), strName.end(), '-'),
+                                           strName.end());
+                             return strName;
+                         });
+
+SServerScript Asks(const std::vector<std::vector<SPrompt>>& rounds) {
     SServerScript script = TakesPasswords();
     script.uMethods = SSH_AUTH_METHOD_INTERACTIVE;
-    script.prompts = {"Password: ", "Your name: "};
-    script.echo = {false, true};
-    RecordingServer server(script);
+    script.rounds = rounds;
+    return script;
+}
+
+// A log-in by prompts, and what the client answers on its way in.
+struct SPromptCase {
+    const char* pszName;
+    std::vector<std::vector<SPrompt>> rounds;
+    Texts answers;
+};
+
+void PrintTo(const SPromptCase& prompts, std::ostream* pStream) {
+    *pStream << prompts.pszName;
+}
+
+const SPromptCase kPromptCases[] = {
+    {"OneHidden", {{{"Password: "}}}, {"answers 1", "answer tea"}},
+    {"TwoHidden", {{{"Password: "}, {"Again: "}}}, {"answers 2", "answer tea", "answer tea"}},
+    {"HiddenAndShown",
+     {{{"Password: "}, {"Your name: ", true}}},
+     {"answers 2", "answer tea", "answer "}},
+    {"None", {{}}, {"answers 0"}},
+    {"NoneAfterThePassword", {{{"Password: "}}, {}}, {"answers 1", "answer tea", "answers 0"}},
+    {"TwoRounds",
+     {{{"Your name: ", true}}, {{"Password: "}}},
+     {"answers 1", "answer ", "answers 1", "answer tea"}},
+};
+
+class LogInByPromptsOf : public testing::TestWithParam<SPromptCase> {};
+
+TEST_P(LogInByPromptsOf, AnswersHiddenOnesWithThePasswordAndNoOthers) {
+    RecordingServer server(Asks(GetParam().rounds));
     HostSession session(AccountOf(server));
     EXPECT_EQ(session->connect(), SFTP_OK) << session.Error();
-    EXPECT_EQ(EventsAfter(session, server),
-              (Texts{"key exchange", "auth none", "auth keyboard-interactive", "answer tea",
-                     "answer ", "subsystem sftp", "closed"}));
+    Texts expected = {"auth none", "auth keyboard-interactive"};
+    expected.insert(expected.end(), GetParam().answers.begin(), GetParam().answers.end());
+    expected.emplace_back("subsystem sftp");
+    EXPECT_EQ(LogInAmong(EventsAfter(session, server)), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Prompts, LogInByPromptsOf, testing::ValuesIn(kPromptCases),
+                         [](const auto& parameter) { return parameter.param.pszName; });
+
+TEST(LogInByPrompts, EndsWhenTheServerNeverHasEnough) {
+    const std::vector<std::vector<SPrompt>> rounds(100, {{"Password: "}});
+    RecordingServer server(Asks(rounds));
+    HostSession session(AccountOf(server));
+    EXPECT_EQ(session->connect(), SFTP_ERR_AUTH);
+    EXPECT_EQ(session.Error(), "7 the server refuses to let bob in");
+    const Texts events = LogInAmong(EventsAfter(session, server));
+    EXPECT_EQ(std::count(events.begin(), events.end(), "answer tea"), 8);
 }
 
 TEST(LogInByPrompts, IsRefusedWithAWrongPassword) {
@@ -118,7 +189,7 @@ TEST(LogInByPrompts, IsRefusedWithAWrongPassword) {
     EXPECT_EQ(session.Error(), "7 the server refuses to let bob in");
     EXPECT_EQ(EventsAfter(session, server),
               (Texts{"key exchange", "auth none", "auth password tea", "auth keyboard-interactive",
-                     "answer tea", "closed"}));
+                     "answers 1", "answer tea", "closed"}));
     for (const SLogEntry& entry : RecordingLog::All())
         EXPECT_EQ(entry.strText.find("tea"), std::string::npos) << entry;
 }

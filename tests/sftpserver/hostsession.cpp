@@ -1,5 +1,7 @@
 #include "tests/sftpserver/hostsession.h"
 
+#include <dlfcn.h>
+
 #include <cstdlib>
 #include <stdexcept>
 
@@ -10,6 +12,8 @@ namespace {
 const bool g_bServerPathSet = ::setenv("QEL_SERVER_PATH", QEL_TEST_SERVER_PATH, 1) == 0;
 
 }  // namespace
+
+const char* const kWrapper = QEL_TEST_SERVER_PATH "/vesk/Zelt_3rdTools/lib/libkavo_sftp_wrapper.so";
 
 HostSession::HostSession(const TQ_UTIL::StFTPAccountInfo& account)
     : m_pInfo(new RVN_FTP_CLIENT::StSFTPConnectionInfo),
@@ -26,6 +30,12 @@ HostSession::~HostSession() {
 std::string HostSession::Error() {
     return std::to_string(m_pInfo->pfnGetLastError(m_pSession)) + " " +
            m_pInfo->pfnGetErrorDesc(m_pSession);
+}
+
+bool WrapperIsLoaded() {
+    void* pHandle = ::dlopen(kWrapper, RTLD_LAZY | RTLD_NOLOAD);
+    if (pHandle != nullptr) ::dlclose(pHandle);
+    return pHandle != nullptr;
 }
 
 TQ_UTIL::StFTPAccountInfo PasswordAccount(const OpenSshServer& server) {

@@ -29,6 +29,10 @@ private:
     SFTP_Session_Wrp* m_pSession;
 };
 
+// The wrapper library that the sessions open, and whether it is in memory.
+extern const char* const kWrapper;
+bool WrapperIsLoaded();
+
 // Accounts of the server's user that expect the server's host key.
 TQ_UTIL::StFTPAccountInfo PasswordAccount(const OpenSshServer& server);
 TQ_UTIL::StFTPAccountInfo KeyAccount(const OpenSshServer& server, const std::string& strKeyFile,

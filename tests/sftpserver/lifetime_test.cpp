@@ -11,7 +11,6 @@
 #include <new>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "standalone/sftp/secret.h"
@@ -22,15 +21,6 @@
 namespace {
 
 using namespace TestSupport;
-
-constexpr const char* kWrapper =
-    QEL_TEST_SERVER_PATH "/vesk/Zelt_3rdTools/lib/libkavo_sftp_wrapper.so";
-
-bool IsLoaded() {
-    void* pHandle = ::dlopen(kWrapper, RTLD_LAZY | RTLD_NOLOAD);
-    if (pHandle != nullptr) ::dlclose(pHandle);
-    return pHandle != nullptr;
-}
 
 std::ptrdiff_t OpenDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
@@ -47,13 +37,13 @@ std::string OutputOf(const std::vector<std::string>& arguments) {
 
 TEST(Wrapper, IsUnloadedAfterAConnectionWasUsed) {
     const OpenSshServer server;
-    ASSERT_FALSE(IsLoaded());
+    ASSERT_FALSE(WrapperIsLoaded());
     {
         HostSession session(PasswordAccount(server));
         ASSERT_EQ(session->connect(), SFTP_OK) << session.Error();
-        EXPECT_TRUE(IsLoaded());
+        EXPECT_TRUE(WrapperIsLoaded());
     }
-    EXPECT_FALSE(IsLoaded());
+    EXPECT_FALSE(WrapperIsLoaded());
 }
 
 TEST(Wrapper, StaysWhileOneOfTwoConnectionsIsInUse) {
@@ -65,27 +55,6 @@ TEST(Wrapper, StaysWhileOneOfTwoConnectionsIsInUse) {
     pFirst.reset();
     SFTP_FileInfo info = {};
     EXPECT_EQ(second->stat(SFTP_String("/"), info), SFTP_OK) << second.Error();
-}
-
-TEST(Wrapper, ServesSixteenThreadsThatComeAndGo) {
-    const OpenSshServer server;
-    std::atomic<int> nDone{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 16; ++i) {
-        threads.emplace_back([&] {
-            for (int nTurn = 0; nTurn < 5; ++nTurn) {
-                HostSession session(PasswordAccount(server));
-                SFTP_FileInfo info = {};
-                EXPECT_EQ(session->connect(), SFTP_OK) << session.Error();
-                EXPECT_EQ(session->stat(SFTP_String("/"), info), SFTP_OK) << session.Error();
-                ++nDone;
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(nDone, 80);
-    EXPECT_FALSE(IsLoaded());
 }
 
 TEST(Wrapper, ReturnsEveryDescriptorHoweverAConnectionEnds) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -25,7 +26,9 @@ std::ostream& operator<<(std::ostream& stream, const SKeyCase& key) {
 
 std::string KeyName(const testing::TestParamInfo<SKeyCase>& parameter) {
     const SKeyCase& key = parameter.param;
-    return std::string(key.pszType) + key.pszFormat + "_passphrase_" + key.pszPassphrase;
+    std::string strType = key.pszType;
+    std::replace(strType.begin(), strType.end(), '-', '_');
+    return strType + key.pszFormat + "_passphrase_" + key.pszPassphrase;
 }
 
 class LogIn : public testing::Test {
@@ -69,7 +72,8 @@ INSTANTIATE_TEST_SUITE_P(
                     SKeyCase{"rsa", "", "PEM"}, SKeyCase{"rsa", "skimmed", "PEM"},
                     SKeyCase{"ed25519", "", ""}, SKeyCase{"ed25519", "skimmed", ""},
                     SKeyCase{"ecdsa", "", ""}, SKeyCase{"ecdsa", "skimmed", ""},
-                    SKeyCase{"ecdsa", "skimmed", "PEM"}),
+                    SKeyCase{"ecdsa", "skimmed", "PEM"}, SKeyCase{"ecdsa-384", "", ""},
+                    SKeyCase{"ecdsa-521", "skimmed", ""}),
     KeyName);
 
 class LockedKey : public LogIn, public testing::WithParamInterface<SKeyCase> {};

@@ -1,5 +1,6 @@
-// Prints how long one file takes each way by this wrapper, by OpenSSH's sftp and by curl, over
-// loopback and over a line with a round trip of 20 ms. Not a test: the numbers are the machine's.
+// Prints how long one file takes each way by this wrapper, by qelftp, by OpenSSH's sftp and by
+// curl, over loopback and over a line with a round trip of 20 ms. Not a test: the numbers are the
+// machine's.
 //
 //     sftp_measure [MiB, 1024] [runs, 3]
 
@@ -53,6 +54,22 @@ void RunOurs(const SLine& line, bool bGet) {
     Check(nResult == SFTP_OK, session.Error());
 }
 
+void RunTool(const SLine& line, bool bGet) {
+    const std::string strKnownHosts = line.paths.strFetched + ".known_hosts";
+    WriteFile(strKnownHosts,
+              "[127.0.0.1]:" + std::to_string(line.usPort) + " " + line.server.HostKey() + "\n");
+    const std::string strUrl = "sftp://" + line.server.User() +
+                               "@127.0.0.1:" + std::to_string(line.usPort) + line.paths.strRemote;
+    std::vector<std::string> arguments = {QELFTP_PROGRAM, bGet ? "get" : "put", "--quiet",
+                                          "--identity",   line.strKeyFile,      "--known-hosts",
+                                          strKnownHosts};
+    if (bGet)
+        arguments.insert(arguments.end(), {strUrl, line.paths.strFetched});
+    else
+        arguments.insert(arguments.end(), {line.paths.strLocal, strUrl});
+    Check(RunProgram(arguments) == 0, "qelftp failed");
+}
+
 void RunSftp(const SLine& line, bool bGet) {
     const std::string strBatch = line.paths.strFetched + ".batch";
     WriteFile(strBatch, bGet ? "get " + line.paths.strRemote + " " + line.paths.strFetched + "\n"
@@ -94,7 +111,7 @@ struct SProgram {
 };
 
 constexpr SProgram kPrograms[] = {
-    {"this wrapper", RunOurs}, {"OpenSSH sftp", RunSftp}, {"curl", RunCurl}};
+    {"this wrapper", RunOurs}, {"qelftp", RunTool}, {"OpenSSH sftp", RunSftp}, {"curl", RunCurl}};
 
 // Seconds. Tells each as it comes: over the long line some programs take minutes.
 double Timed(const SLine& line, const char* pszLine, const SProgram& program, bool bGet) {
@@ -141,7 +158,8 @@ void Measure(const SLine& line, const char* pszLine, std::size_t uSize, int nRun
 
 int Run(std::size_t uMegabytes, int nRuns) {
     const std::size_t uSize = uMegabytes << 20;
-    OpenSshServer server;
+    // Below the login directory, as paths of qelftp are.
+    OpenSshServer server({"ed25519"}, "ForceCommand internal-sftp -d /");
     const std::string strKeyFile = server.AuthorizedKey("ed25519");
     const TempDir temp;
     const SPaths paths = {temp.File("local"), server.File("remote"), temp.File("fetched")};

@@ -14,10 +14,16 @@
 namespace TestSupport {
 namespace {
 
-constexpr const char* kServer = "/usr/sbin/sshd";
 constexpr const char* kKeyMaker = "/usr/bin/ssh-keygen";
 constexpr int kPortAttempts = 5;
 constexpr Millis kStartLimit{10000};
+
+// Options of ssh-keygen for a type, in which "ecdsa-384" is a key of that length.
+std::vector<std::string> TypeOptions(const std::string& strType) {
+    const std::size_t uDash = strType.find('-');
+    if (uDash == std::string::npos) return {"-t", strType};
+    return {"-t", strType.substr(0, uDash), "-b", strType.substr(uDash + 1)};
+}
 
 void MakeKey(const std::vector<std::string>& options, const std::string& strPath,
              const std::string& strPassphrase) {
@@ -41,18 +47,26 @@ OpenSshServer::OpenSshServer(const std::vector<std::string>& hostKeyTypes,
     std::filesystem::create_directory(Directory());
     GiveToUnprivileged(Directory());
     WriteFile(m_temp.File("authorized_keys"), "");
-    // The server's user may not be able to look into the build tree.
-    std::filesystem::copy_file(QEL_TEST_SHADOW_ENTRY, m_temp.File("shadowentry.so"));
-    ::chmod(m_temp.File("shadowentry.so").c_str(), 0755);
+    CopyPrograms();
     for (const std::string& strType : hostKeyTypes)
         MakeHostKey(strType);
     WriteConfig(hostKeyTypes, strMoreConfig);
     StartOnFreePort();
 }
 
+// Out of the build tree, into which the server's user may not be able to look.
+void OpenSshServer::CopyPrograms() {
+    if (!std::filesystem::exists(QEL_TEST_SSHD "/sshd"))
+        throw std::runtime_error("no sshd in " QEL_TEST_SSHD ": scripts/fetch-sshd.sh failed");
+    std::filesystem::copy(QEL_TEST_SSHD, m_temp.File("sshd"),
+                          std::filesystem::copy_options::recursive);
+    std::filesystem::copy_file(QEL_TEST_SHADOW_ENTRY, m_temp.File("shadowentry.so"));
+    ::chmod(m_temp.File("shadowentry.so").c_str(), 0755);
+}
+
 void OpenSshServer::MakeHostKey(const std::string& strType) {
     const std::string strPath = m_temp.File("host_" + strType);
-    MakeKey({"-t", strType}, strPath, "");
+    MakeKey(TypeOptions(strType), strPath, "");
     GiveToUnprivileged(strPath);
 }
 
@@ -81,6 +95,7 @@ void OpenSshServer::StartOnFreePort() {
     options.bUnprivileged = true;
     options.strOutputFile = m_temp.File("sshd.log");
     options.environment = {"LD_PRELOAD=" + m_temp.File("shadowentry.so"),
+                           "LD_LIBRARY_PATH=" + m_temp.File("sshd/lib"),
                            "QEL_TEST_PASSWORD_HASH=" + PasswordHash()};
     for (int nAttempt = 0; nAttempt < kPortAttempts; ++nAttempt) {
         {
@@ -90,11 +105,12 @@ void OpenSshServer::StartOnFreePort() {
         WriteFile(m_temp.File("sshd_config"),
                   "ListenAddress 127.0.0.1:" + std::to_string(m_usPort) + "\n" + m_strConfig);
         m_pProcess = std::make_unique<ChildProcess>(
-            std::vector<std::string>{kServer, "-D", "-e", "-f", m_temp.File("sshd_config")},
+            std::vector<std::string>{m_temp.File("sshd/sshd"), "-D", "-e", "-f",
+                                     m_temp.File("sshd_config")},
             options);
         if (AwaitGreeting()) return;
     }
-    throw std::runtime_error("sshd does not start (is openssh-server installed?):\n" + Log());
+    throw std::runtime_error("sshd does not start:\n" + Log());
 }
 
 // Ready only when it answers as an SSH server.
@@ -123,7 +139,7 @@ std::string OpenSshServer::AuthorizedKey(const std::string& strType,
                                          const std::string& strPassphrase,
                                          const std::string& strFormat) {
     const std::string strPath = m_temp.File("user_key_" + std::to_string(m_nKeys++));
-    std::vector<std::string> options = {"-t", strType};
+    std::vector<std::string> options = TypeOptions(strType);
     if (!strFormat.empty()) options.insert(options.end(), {"-m", strFormat});
     MakeKey(options, strPath, strPassphrase);
     std::ofstream keys(m_temp.File("authorized_keys"), std::ios::app);
@@ -137,6 +153,16 @@ void OpenSshServer::Kill() {
 
 std::string OpenSshServer::Log() const {
     return ReadFile(m_temp.File("sshd.log"));
+}
+
+std::string OpenSshServer::LogOfRefusedConnection() const {
+    const auto end = Clock::now() + kStartLimit;
+    while (Clock::now() < end) {
+        const std::string strLog = Log();
+        if (strLog.find("[preauth]") != std::string::npos) return strLog;
+        std::this_thread::sleep_for(Millis(5));
+    }
+    throw std::runtime_error("no connection has ended:\n" + Log());
 }
 
 }  // namespace TestSupport

@@ -15,7 +15,8 @@ namespace TestSupport {
 // std::runtime_error, with the server's log, when it does not come up.
 class OpenSshServer {
 public:
-    // hostKeyTypes: of ssh-keygen. moreConfig: lines of sshd_config, which win over the usual ones.
+    // hostKeyTypes: of ssh-keygen, a length behind a dash ("ecdsa-384"). moreConfig: lines of
+    // sshd_config, which win over the usual ones.
     explicit OpenSshServer(const std::vector<std::string>& hostKeyTypes = {"ed25519"},
                            const std::string& strMoreConfig = "");
 
@@ -39,7 +40,12 @@ public:
 
     std::string Log() const;
 
+    // The log once it tells of a connection that ended before its log-in; throws when it does not
+    // in time.
+    std::string LogOfRefusedConnection() const;
+
 private:
+    void CopyPrograms();
     void MakeHostKey(const std::string& strType);
     void WriteConfig(const std::vector<std::string>& hostKeyTypes,
                      const std::string& strMoreConfig);

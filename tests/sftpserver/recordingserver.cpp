@@ -109,28 +109,16 @@ bool RecordingServer::Judge(ssh_session session, ssh_message message) {
             break;
         }
         case SSH_AUTH_METHOD_INTERACTIVE: {
-            if (ssh_message_auth_kbdint_is_response(message) == 0) {
+            const bool bAnswers = ssh_message_auth_kbdint_is_response(message) != 0;
+            if (bAnswers) {
+                bAccepted = JudgeAnswers(session);
+            } else {
                 Note("auth keyboard-interactive");
-                std::vector<const char*> prompts;
-                std::vector<char> echo;
-                for (std::size_t i = 0; i < m_script.prompts.size(); ++i) {
-                    prompts.push_back(m_script.prompts[i].c_str());
-                    echo.push_back(m_script.echo[i] ? 1 : 0);
-                }
-                ssh_message_auth_interactive_request(message, "", "",
-                                                     static_cast<unsigned int>(prompts.size()),
-                                                     prompts.data(), echo.data());
-                return false;
+                m_uRound = 0;
             }
-            bAccepted = true;
-            for (std::size_t i = 0; i < m_script.prompts.size(); ++i) {
-                const char* pszAnswer =
-                    ssh_userauth_kbdint_getanswer(session, static_cast<unsigned int>(i));
-                const std::string strAnswer = pszAnswer != nullptr ? pszAnswer : "";
-                Note("answer " + strAnswer);
-                bAccepted = bAccepted && (m_script.echo[i] || strAnswer == m_script.strPassword);
-            }
-            break;
+            if (bAnswers && (!bAccepted || ++m_uRound == m_script.rounds.size())) break;
+            Ask(message);
+            return false;
         }
         default:
             Note("auth other");
@@ -142,6 +130,32 @@ bool RecordingServer::Judge(ssh_session session, ssh_message message) {
         ssh_message_reply_default(message);
     }
     return bAccepted;
+}
+
+void RecordingServer::Ask(ssh_message message) {
+    std::vector<const char*> prompts;
+    std::vector<char> shown;
+    for (const SPrompt& prompt : m_script.rounds[m_uRound]) {
+        prompts.push_back(prompt.strText.c_str());
+        shown.push_back(prompt.bShown ? 1 : 0);
+    }
+    ssh_message_auth_interactive_request(message, "", "", static_cast<unsigned int>(prompts.size()),
+                                         prompts.data(), shown.data());
+}
+
+bool RecordingServer::JudgeAnswers(ssh_session session) {
+    const std::vector<SPrompt>& prompts = m_script.rounds[m_uRound];
+    const int nAnswers = ssh_userauth_kbdint_getnanswers(session);
+    Note("answers " + std::to_string(nAnswers));
+    bool bRight = nAnswers == static_cast<int>(prompts.size());
+    for (int i = 0; bRight && i < nAnswers; ++i) {
+        const auto uAnswer = static_cast<unsigned int>(i);
+        const char* pszAnswer = ssh_userauth_kbdint_getanswer(session, uAnswer);
+        const std::string strAnswer = pszAnswer != nullptr ? pszAnswer : "";
+        Note("answer " + strAnswer);
+        bRight = prompts[uAnswer].bShown || strAnswer == m_script.strPassword;
+    }
+    return bRight;
 }
 
 ssh_channel RecordingServer::AwaitSubsystem(ssh_session session) {

@@ -15,12 +15,20 @@
 
 namespace TestSupport {
 
+// A question of a keyboard-interactive log-in.
+struct SPrompt {
+    std::string strText;
+    bool bShown = false;  // whether what is typed is
+};
+
 // What a recording server does, beside recording.
 struct SServerScript {
     unsigned int uMethods = SSH_AUTH_METHOD_PASSWORD;  // ways to log in that it offers
     std::string strPassword = "tea";                   // for password and for hidden prompts
-    std::vector<std::string> prompts = {"Password: "};
-    std::vector<bool> echo = {false};  // whether the prompt's answer is shown
+
+    // The requests of a keyboard-interactive log-in, each with its prompts; the next follows when
+    // the hidden prompts of one were answered with the password.
+    std::vector<std::vector<SPrompt>> rounds = {{{"Password: "}}};
 
     bool bIgnoresPasswords = false;  // never answers one
 
@@ -41,7 +49,8 @@ public:
     unsigned short Port() const { return m_usPort; }
     const std::string& HostKey() const { return m_strHostKey; }
 
-    // "key exchange", "auth none", "auth password tea", "answer tea", "subsystem sftp".
+    // "key exchange", "auth none", "auth password tea", "answers 1", "answer tea",
+    // "subsystem sftp", "closed".
     std::vector<std::string> Events() const;
 
 private:
@@ -49,6 +58,8 @@ private:
     void Serve(ssh_session session);
     bool LogIn(ssh_session session);
     bool Judge(ssh_session session, ssh_message message);
+    void Ask(ssh_message message);
+    bool JudgeAnswers(ssh_session session);
     ssh_channel AwaitSubsystem(ssh_session session);
     void Relay(ssh_session session, ssh_channel channel);
     void Note(const std::string& strEvent);
@@ -58,6 +69,7 @@ private:
     std::string m_strHostKey;
     CHandle m_listener;
     unsigned short m_usPort;
+    std::size_t m_uRound = 0;  // of the connection's prompts
     mutable std::mutex m_mutex;
     std::vector<std::string> m_events;
     std::atomic<bool> m_bStop{false};

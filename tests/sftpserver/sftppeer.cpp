@@ -38,7 +38,9 @@ SRequest SftpPeer::Take() {
     request.strFirst = fields.String();
     if (request.type == kRead || request.type == kWrite) request.ullOffset = fields.U64();
     if (request.type == kRead) request.uSize = fields.U32();
-    if (request.type == kWrite) request.strData = fields.String();
+    if (request.type == kWrite || request.type == kRename) request.strData = fields.String();
+    if (request.type == kFsetstat && fields.U32() == kAttributeSize)
+        request.ullOffset = fields.U64();
     return request;
 }
 

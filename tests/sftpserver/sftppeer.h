@@ -9,15 +9,15 @@
 namespace TestSupport {
 
 // A request as a test's own SFTP server sees it. The strings are the request's, in order: a path
-// or a handle first, the data of a write second.
+// or a handle first, the data of a write or the second path of a rename second.
 struct SRequest {
     bool bEnd = false;  // the client has gone
     sftpwrapper::EPacket type = sftpwrapper::kInit;
     std::uint32_t uId = 0;
     std::string strFirst;
-    std::uint64_t ullOffset = 0;  // of reads and writes
+    std::uint64_t ullOffset = 0;  // of reads and writes; the length that is set for an open file
     std::uint32_t uSize = 0;      // of reads
-    std::string strData;          // of writes
+    std::string strData;          // of writes and renames
 };
 
 // The server's side of SFTP, packet by packet, on a socket that a RecordingServer hands over.
