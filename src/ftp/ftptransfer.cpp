@@ -124,7 +124,10 @@ unsigned int CFtpComand::SendFile(CStoredFile& file) {
     while ((nRead = file.Read(block.get(), m_Options.uBlockSize)) > 0) {
         const int nSize = static_cast<int>(nRead);
         if (m_Options.bVerify) {
-            if (SendData(block.get(), nSize, kTransferSilence) != nSize) return FTP_DATA_BROKEN;
+            if (SendData(block.get(), nSize, kTransferSilence) != nSize) {
+                if (ullTotal == 0) TellProgress(0);  // the file exists at the server by now
+                return FTP_DATA_BROKEN;
+            }
         } else {
             // The file is read to its end even when sending fails: the result is the same, and the
             // closing reply tells the server's side of it.

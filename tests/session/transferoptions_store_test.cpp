@@ -114,6 +114,21 @@ private:
     std::atomic<bool> m_bBroken{false};
 };
 
+// The remote file exists by then, and the caller may have to know.
+TEST_P(VerifiedStore, TellsTheProgressEvenWhenTheFirstBlockCannotBeSent) {
+    std::vector<unsigned long long> calls;
+    FtpTransferOptions options = Verified();
+    options.progress = [&calls](unsigned long long ullMoved) {
+        calls.push_back(ullMoved);
+        return true;
+    };
+    EXPECT_EQ(
+        Stored({ResetData(), Wait(Millis(50)), Begun(), UntilRead("150 "), SayLine("451 disk")},
+               options),
+        FTP_REPLY_451);
+    EXPECT_EQ(calls, std::vector<unsigned long long>{0});
+}
+
 constexpr unsigned long long kBreaks[] = {1024, 2048, 4096};  // of 5000 in blocks of 1024
 
 TEST_P(VerifiedStore, TellsOfAResetWhereverItComes) {
