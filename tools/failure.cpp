@@ -11,7 +11,11 @@ namespace qelftp {
 std::string FailureText(const SFailure& failure) {
     std::string strText = fmt::format("{} {}: {}", failure.strOperation,
                                       VisibleText(failure.strSubject), failure.strMeaning);
-    if (failure.uCode) strText += fmt::format(" (0x{:08x})", *failure.uCode);
+    if (failure.uCode) {
+        strText += failure.eCodeKind == ECodeKind::Sftp
+                       ? fmt::format(" (SFTP error {})", *failure.uCode)
+                       : fmt::format(" (0x{:08x})", *failure.uCode);
+    }
     if (!failure.strAdvice.empty()) strText += "; " + failure.strAdvice;
     return strText;
 }

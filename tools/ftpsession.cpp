@@ -1,13 +1,14 @@
 #include "tools/ftpsession.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include "include/ftpclient.h"
 #include "include/ftpresult.h"
 #include "platform/encoding.h"
 #include "tools/failure.h"
 #include "tools/ftpfailure.h"
-#include "tools/localwatch.h"
+#include "tools/listedtime.h"
 #include "tools/remotepath.h"
 
 namespace qelftp {
@@ -16,10 +17,6 @@ namespace {
 using namespace RVN_FTP_CLIENT;
 
 constexpr bool kNoEffect = false;  // CFtpClient::GetFile has a flag without meaning
-
-void Check(const char* pszOperation, const std::string& strSubject, unsigned int uResult) {
-    if (uResult != FTP_OK) throw COperationError(FtpFailure(pszOperation, strSubject, uResult));
-}
 
 EEntryType TypeOf(unsigned char ucFileType) {
     constexpr EEntryType kTypes[] = {EEntryType::File, EEntryType::Directory, EEntryType::Link};
@@ -36,29 +33,60 @@ struct SOwnedEntries {
     }
 };
 
-// What went wrong with the files of a batch, from its result and what happened to the local files.
-std::vector<SFailure> BatchFailures(const char* pszOperation, const std::vector<STransfer>& batch,
-                                    unsigned int uResult, const CLocalFileWatch& watch) {
-    std::vector<SFailure> failures;
-    for (const CLocalFileWatch::SBroken& broken : watch.Broken())
-        failures.push_back(LocalFailure(pszOperation, batch[broken.nFile].strLocal, broken.nErrno));
-    if (uResult == FTP_OK) return failures;
+// A server that sends more than this for one directory does not mean well.
+constexpr unsigned long long kMaxListing = 256ULL * 1024 * 1024;
+constexpr unsigned int kBlockSize = 256U * 1024;
 
-    // Each file before the one it stopped at was opened.
-    const std::size_t nFailed = std::min(watch.Opened(), batch.size() - 1);
-    if (watch.OpenErrno() != 0) {
-        failures.push_back(LocalFailure(pszOperation, batch[nFailed].strLocal, watch.OpenErrno()));
-        failures.back().uCode = uResult;
-    } else {
-        failures.push_back(FtpFailure(pszOperation, batch[nFailed].strRemote, uResult));
+// Another attempt, in a new session, would meet these again.
+constexpr unsigned int kLasting[] = {
+    FTP_LOCAL_OPEN_FAILED, FTP_LOCAL_CREATE_FAILED, FTP_LOCAL_IO_FAILED,  FTP_LOGIN_REFUSED,
+    FTP_CWD_REFUSED,       FTP_MKD_REFUSED,         FTP_RMD_REFUSED,      FTP_DELE_REFUSED,
+    FTP_PERMISSION_DENIED, FTP_NO_SUCH_FILE,        FTP_REPLY_452,        FTP_REPLY_501,
+    FTP_ALREADY_EXISTS,    FTP_REPLY_552,           FTP_REPLY_553,        FTP_REPLY_550,
+    FTP_REPLY_530,         FTP_CANCELLED,           FTP_LISTING_TOO_LONG,
+};
+
+SFailure Failure(const char* pszOperation, const std::string& strSubject, unsigned int uResult) {
+    SFailure failure = FtpFailure(pszOperation, strSubject, uResult);
+    failure.bLasting =
+        std::find(std::begin(kLasting), std::end(kLasting), uResult) != std::end(kLasting);
+    return failure;
+}
+
+void Check(const char* pszOperation, const std::string& strSubject, unsigned int uResult) {
+    if (uResult != FTP_OK) throw COperationError(Failure(pszOperation, strSubject, uResult));
+}
+
+// The result of moving one file. What went wrong here names the local path.
+void CheckMoved(const char* pszOperation, const STransfer& transfer, unsigned int uResult) {
+    const bool bLocal = uResult == FTP_LOCAL_OPEN_FAILED || uResult == FTP_LOCAL_CREATE_FAILED ||
+                        uResult == FTP_LOCAL_IO_FAILED;
+    if (!bLocal) return Check(pszOperation, transfer.strRemote, uResult);
+    SFailure failure = Failure(pszOperation, "", uResult);
+    failure.strSubject = transfer.strLocal;
+    throw COperationError(failure);
+}
+
+std::optional<unsigned long long> SizeOf(const std::string& strSize) {
+    unsigned long long ullSize = 0;
+    const char* const pEnd = strSize.data() + strSize.size();
+    const auto parsed = std::from_chars(strSize.data(), pEnd, ullSize);
+    if (parsed.ec != std::errc() || parsed.ptr != pEnd) return {};
+    return ullSize;
+}
+
+SEntry EntryFrom(const TkFileInfo& info) {
+    SEntry entry;
+    entry.eType = TypeOf(info.ucFileType);
+    entry.strSize = info.strFileSize;
+    entry.strTime = info.strModifyTime;
+    entry.strName = info.strFileName;
+    entry.ullSize = SizeOf(info.strFileSize);
+    if (const std::optional<SListedTime> listed = ParseListedTime(info.strModifyTime)) {
+        entry.llModified = listed->llSeconds;
+        entry.uTimePrecision = listed->uPrecision;
     }
-    if (batch.size() > 1) {
-        std::string& strAdvice = failures.back().strAdvice;
-        if (!strAdvice.empty()) strAdvice += "; ";
-        strAdvice += "stopped after " + std::to_string(nFailed) + " of " +
-                     std::to_string(batch.size()) + " files";
-    }
-    return failures;
+    return entry;
 }
 
 class CFtpSession : public CSession {
@@ -69,6 +97,13 @@ public:
                    connection.password) {
         const SConnectOptions& options = connection.options;
         m_client.setParam(options.usTimeout, options.usRetries, options.usRetryTimeout);
+        FtpTransferOptions transferOptions;
+        transferOptions.uBlockSize = kBlockSize;
+        transferOptions.bVerify = true;
+        transferOptions.bAnyDataAddress = true;
+        transferOptions.ullMaxListing = kMaxListing;
+        transferOptions.progress = [this](unsigned long long ullDone) { return Moved(ullDone); };
+        m_client.setTransferOptions(transferOptions);
     }
 
     ~CFtpSession() override {
@@ -88,22 +123,34 @@ public:
         return entries;
     }
 
-    void Get(const std::vector<STransfer>& batch) override {
-        std::vector<Ftp_File_Pair> pairs;
-        for (const STransfer& transfer : batch)
-            pairs.push_back({transfer.strRemote, transfer.strLocal});
-        const CLocalFileWatch watch;
+    void GetFile(const STransfer& transfer, bool /*bContinue*/,
+                 const FProgress& progress) override {
+        std::vector<Ftp_File_Pair> pairs{{transfer.strRemote, transfer.strLocal}};
+        m_pProgress = &progress;
         const unsigned int uResult = m_client.GetFile(pairs, kNoEffect);
-        ThrowAny(BatchFailures("get", batch, uResult, watch));
+        m_pProgress = nullptr;
+        CheckMoved("get", transfer, uResult);
     }
 
-    void Put(const std::vector<STransfer>& batch) override {
-        std::vector<Ftp_File_Pair> pairs;
-        for (const STransfer& transfer : batch)
-            pairs.push_back({transfer.strLocal, transfer.strRemote});
-        const CLocalFileWatch watch;
+    void PutFile(const STransfer& transfer, bool /*bContinue*/,
+                 const FProgress& progress) override {
+        std::vector<Ftp_File_Pair> pairs{{transfer.strLocal, transfer.strRemote}};
+        m_pProgress = &progress;
         const unsigned int uResult = m_client.PutFile(pairs);
-        ThrowAny(BatchFailures("put", batch, uResult, watch));
+        // The server has made its file before the first block breaks.
+        if (uResult == FTP_DATA_BROKEN || uResult == FTP_REPLY_426) Moved(0);
+        m_pProgress = nullptr;
+        CheckMoved("put", transfer, uResult);
+    }
+
+    bool CanContinue() const override { return false; }
+    // What a server has when the data connection ends is all there is to it, and some servers take
+    // one that broke for one that ended.
+    bool PutNeedsCheck() const override { return true; }
+    bool FindFollowsLinks() const override { return false; }
+
+    bool SetModified(const std::string& /*strPath*/, std::int64_t /*llModified*/) override {
+        return false;
     }
 
     void Remove(const std::string& strPath) override {
@@ -118,38 +165,46 @@ public:
         Check("rmdir", strDir, m_client.RemoveDir(strDir));
     }
 
+    bool Exists(const std::string& strPath) override { return Find(strPath).has_value(); }
+
     // Not by checkOneFileExist, which answers "no" to a lost connection, too.
-    bool Exists(const std::string& strPath) override {
-        if (strPath == "/") return true;
+    std::optional<SEntry> Find(const std::string& strPath) override {
+        if (strPath == "/") {
+            SEntry root;
+            root.eType = EEntryType::Directory;
+            return root;
+        }
         std::vector<SEntry> entries;
         const unsigned int uResult = Entries(ParentOf(strPath), entries);
-        if (uResult == FTP_CWD_REFUSED || uResult == FTP_NO_SUCH_FILE) return false;
+        if (uResult == FTP_CWD_REFUSED || uResult == FTP_NO_SUCH_FILE) return {};
         Check("exists", strPath, uResult);
         // The listing's names are local only if the server said that it sends UTF-8.
         const std::string strName = strPath.substr(strPath.rfind('/') + 1);
         const std::string strLocal = ZeltGlobalUtils::UTF8TOLOC(strName.c_str());
-        return std::any_of(entries.begin(), entries.end(), [&](const SEntry& entry) {
-            return entry.strName == strLocal || entry.strName == strName;
-        });
+        const auto entry =
+            std::find_if(entries.begin(), entries.end(), [&](const SEntry& candidate) {
+                return candidate.strName == strLocal || candidate.strName == strName;
+            });
+        if (entry == entries.end()) return {};
+        return *entry;
     }
 
 private:
     unsigned int Entries(const std::string& strDir, std::vector<SEntry>& entries) {
         SOwnedEntries owned;
         const unsigned int uResult = m_client.ListFile(strDir, owned.entries);
-        for (const TkFileInfo* pEntry : owned.entries) {
-            entries.push_back({TypeOf(pEntry->ucFileType), pEntry->strFileSize,
-                               pEntry->strModifyTime, pEntry->strFileName});
-        }
+        for (const TkFileInfo* pEntry : owned.entries)
+            entries.push_back(EntryFrom(*pEntry));
         return uResult;
     }
 
-    static void ThrowAny(std::vector<SFailure> failures) {
-        if (!failures.empty()) throw COperationError(std::move(failures));
+    bool Moved(unsigned long long ullDone) const {
+        return m_pProgress == nullptr || !*m_pProgress || (*m_pProgress)(ullDone, 0);
     }
 
     std::string m_strServer;  // host:port, for messages
     CFtpClient m_client;
+    const FProgress* m_pProgress = nullptr;  // of the file being moved
     bool m_bClosed = false;
 };
 

@@ -26,6 +26,8 @@ int Run(int nArguments, char** ppszArguments) {
             request.pCommand == nullptr ? "" : std::string(request.pCommand->pszName) + " ";
         PrintMessage(std::string(error.what()) + "\nTry 'qelftp " + strCommand + "--help'.");
         return kUsage;
+    } catch (const qelftp::CEnd& end) {
+        return end.ExitCode();
     } catch (const qelftp::COperationError& error) {
         for (const qelftp::SFailure& failure : error.Failures())
             PrintMessage(qelftp::FailureText(failure));

@@ -1,12 +1,28 @@
 #include "tools/schemes.h"
 
+#include <pwd.h>
+#include <unistd.h>
+
+#include "platform/encoding.h"
 #include "tools/ftpsession.h"
+#include "tools/sftpsession.h"
 
 namespace qelftp {
 namespace {
 
+std::string Anonymous() {
+    return "anonymous";
+}
+
+// As other programs on SSH do it: who works here is meant to be known there by the same name.
+std::string LocalUser() {
+    const passwd* const pUser = ::getpwuid(::getuid());
+    return pUser != nullptr ? ZeltGlobalUtils::LOCTOUTF8(pUser->pw_name) : "";
+}
+
 constexpr SScheme kSchemes[] = {
-    {"ftp", 21, OpenFtpSession},
+    {"ftp", 21, Anonymous, false, OpenFtpSession},
+    {"sftp", 22, LocalUser, true, OpenSftpSession},
 };
 
 }  // namespace

@@ -12,6 +12,8 @@ namespace qelftp {
 struct SScheme {
     const char* pszName;  // as in a URL, lower case
     unsigned short usDefaultPort;
+    std::string (*pDefaultUser)();  // of a URL without one; UTF-8
+    bool bKeys;                     // takes a private key in place of a password
     // Logs in. Throws COperationError.
     std::unique_ptr<CSession> (*pOpen)(const SConnection& connection);
 };

@@ -1,6 +1,9 @@
 #ifndef QEL_TOOLS_SESSION_H
 #define QEL_TOOLS_SESSION_H
 
+#include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +18,13 @@ struct SConnectOptions {
     unsigned short usRetryTimeout = 2;  // seconds of each of these
 };
 
+// What only SSH servers are asked for.
+struct SSshOptions {
+    std::string strIdentity;         // private key file; empty: the password logs in
+    std::string strKnownHosts;       // empty: the user's own, ~/.ssh/known_hosts
+    bool bAcceptNewHostKey = false;  // record the key of a host that has none in that file
+};
+
 // Everything it takes to log in.
 struct SConnection {
     std::string strHost;     // as the user wrote it, for messages
@@ -23,6 +33,9 @@ struct SConnection {
     std::string strUser;
     TQ_UTIL::CcipheString password;
     SConnectOptions options;
+    SSshOptions ssh;
+    TQ_UTIL::CcipheString passphrase;  // of ssh.strIdentity
+    bool bHasPassword = true;          // false: there is only the key
 };
 
 enum class EEntryType { File, Directory, Link };
@@ -30,9 +43,13 @@ enum class EEntryType { File, Directory, Link };
 // One line of a listing. The texts are the server's and may hold any bytes.
 struct SEntry {
     EEntryType eType = EEntryType::File;
-    std::string strSize;
-    std::string strTime;
-    std::string strName;  // in the local encoding
+    std::string strSize;                             // as the server wrote it, for people
+    std::string strTime;                             //
+    std::string strName;                             // in the local encoding
+    std::optional<unsigned long long> ullSize = {};  // bytes; empty when the size is no number
+    std::optional<std::int64_t> llModified =
+        {};                           // seconds since 1970-01-01 UTC; empty when unknown
+    unsigned int uTimePrecision = 1;  // seconds: how exact llModified is
 };
 
 // One file to move.
@@ -40,6 +57,10 @@ struct STransfer {
     std::string strRemote;  // UTF-8, begins with "/"
     std::string strLocal;   // in the local encoding
 };
+
+// Told how many bytes of a file have been moved and how many there are, 0 when that is not known.
+// False cancels the transfer. Called from the thread that moves the file; must not throw.
+using FProgress = std::function<bool(unsigned long long ullDone, unsigned long long ullTotal)>;
 
 // A logged-in session with one account, whatever the protocol. Remote paths are UTF-8, begin with
 // "/" and lie below the login directory. Every operation throws COperationError; the session can be
@@ -58,9 +79,30 @@ public:
     // The entries of a directory, in the server's order.
     virtual std::vector<SEntry> List(const std::string& strDir) = 0;
 
-    // Batches, in order, up to the first failure. The error names each file that failed.
-    virtual void Get(const std::vector<STransfer>& batch) = 0;
-    virtual void Put(const std::vector<STransfer>& batch) = 0;
+    // The entry of one path, links followed where the protocol can; empty when there is none.
+    virtual std::optional<SEntry> Find(const std::string& strPath) = 0;
+
+    // Moves one file. Retrieved: the local path is replaced when the file is complete, and is as it
+    // was after a failure. Stored: after a failure the remote file may be short or missing, but is
+    // as it was if the progress function was never called. What is there already is kept and added
+    // to with bContinue, which needs CanContinue(). The progress function may be empty. A failure
+    // that another attempt would meet again is marked as lasting.
+    virtual void GetFile(const STransfer& transfer, bool bContinue, const FProgress& progress) = 0;
+    virtual void PutFile(const STransfer& transfer, bool bContinue, const FProgress& progress) = 0;
+    virtual bool CanContinue() const = 0;
+
+    // Sets a remote file's time of modification. False when the protocol has no way to.
+    virtual bool SetModified(const std::string& strPath, std::int64_t llModified) = 0;
+
+    // Whether a stored file can be short although the server called it complete, so that its size
+    // is worth a look.
+    virtual bool PutNeedsCheck() const { return false; }
+
+    // Whether a store that failed leaves the remote file as it was.
+    virtual bool PutIsWhole() const { return false; }
+
+    // Whether Find tells what a link leads to.
+    virtual bool FindFollowsLinks() const { return true; }
 
     virtual void Remove(const std::string& strPath) = 0;
 

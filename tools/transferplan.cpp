@@ -1,5 +1,6 @@
 #include "tools/transferplan.h"
 
+#include <algorithm>
 #include <set>
 #include <tuple>
 
@@ -7,6 +8,7 @@
 #include "tools/failure.h"
 #include "tools/remotepath.h"
 #include "tools/visible.h"
+#include "tools/wildcard.h"
 
 namespace qelftp {
 namespace {
@@ -21,6 +23,15 @@ std::string LocalDirectoryEntry(const std::string& strDir, const std::string& st
     return strDir + (bSeparated ? "" : "/") + strName;
 }
 
+}  // namespace
+
+std::string TransferText(const STransfer& transfer, bool bPut) {
+    const std::string strRemote =
+        VisibleText(ZeltGlobalUtils::UTF8TOLOC(transfer.strRemote.c_str()));
+    const std::string strLocal = VisibleText(transfer.strLocal);
+    return bPut ? "put " + strLocal + " -> " + strRemote : "get " + strRemote + " -> " + strLocal;
+}
+
 void RefuseDuplicates(const std::vector<STransfer>& batch, std::string STransfer::*pTarget) {
     std::set<std::string> targets;
     for (const STransfer& transfer : batch) {
@@ -30,13 +41,16 @@ void RefuseDuplicates(const std::vector<STransfer>& batch, std::string STransfer
     }
 }
 
-}  // namespace
-
 SUrl UrlArgument(const std::string& strArgument) {
     return ParseUrl(ZeltGlobalUtils::LOCTOUTF8(strArgument.c_str()));
 }
 
-SGetArguments ParseGetArguments(const std::vector<std::string>& arguments) {
+bool SGetArguments::HasPatterns() const {
+    return std::any_of(sources.begin(), sources.end(),
+                       [](const SGetSource& source) { return source.strPattern.has_value(); });
+}
+
+SGetArguments ParseGetArguments(const std::vector<std::string>& arguments, bool bRecursive) {
     SGetArguments parsed;
     std::vector<std::string> urls = arguments;
     if (urls.size() > 1 && !LooksLikeUrl(urls.back())) {
@@ -44,21 +58,23 @@ SGetArguments ParseGetArguments(const std::vector<std::string>& arguments) {
         urls.pop_back();
     }
     for (const std::string& strUrl : urls) {
-        SUrl url = UrlArgument(strUrl);
-        if (url.bDirectory) {
-            throw CUsageError("get takes URLs of files, and " + url.strPath + " is a directory");
+        SGetSource source{UrlArgument(strUrl), UrlPattern(strUrl)};
+        if (source.url.bDirectory && !bRecursive) {
+            throw CUsageError("get takes URLs of files, and " + source.url.strPath +
+                              " is a directory: -r takes directories, too");
         }
-        if (!parsed.sources.empty() && !SameAccount(url, parsed.sources.front())) {
+        if (!parsed.sources.empty() && !SameAccount(source.url, parsed.sources.front().url)) {
             throw CUsageError("the URLs of one get must have the same user, host and port");
         }
-        parsed.sources.push_back(std::move(url));
+        parsed.sources.push_back(std::move(source));
     }
     return parsed;
 }
 
 std::vector<STransfer> PlanGet(const SGetArguments& arguments, bool bIntoDirectory) {
     std::vector<STransfer> batch;
-    for (const SUrl& url : arguments.sources) {
+    for (const SGetSource& source : arguments.sources) {
+        const SUrl& url = source.url;
         const std::string strName = ZeltGlobalUtils::UTF8TOLOC(NameOf(url.strPath).c_str());
         batch.push_back({url.strPath, bIntoDirectory
                                           ? LocalDirectoryEntry(arguments.strLocal, strName)

@@ -1,6 +1,7 @@
 #ifndef QEL_TOOLS_TRANSFERPLAN_H
 #define QEL_TOOLS_TRANSFERPLAN_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,15 +12,23 @@ namespace qelftp {
 
 // Which file goes where. All throw CUsageError, also when two files would become one.
 
-struct SGetArguments {
-    std::vector<SUrl> sources;   // at least one, all of one account
-    std::string strLocal = ".";  // file or directory
+struct SGetSource {
+    SUrl url;
+    std::optional<std::string> strPattern;  // of the last part of the path; local encoding
 };
 
-// URL... [LOCAL]
-SGetArguments ParseGetArguments(const std::vector<std::string>& arguments);
+struct SGetArguments {
+    std::vector<SGetSource> sources;  // at least one, all of one account
+    std::string strLocal = ".";       // file or directory
 
-// bIntoDirectory: strLocal is a directory, and the files keep their names.
+    bool HasPatterns() const;
+};
+
+// URL... [LOCAL]. bRecursive: URLs may be directories.
+SGetArguments ParseGetArguments(const std::vector<std::string>& arguments, bool bRecursive = false);
+
+// Of URLs without patterns. bIntoDirectory: strLocal is a directory, and the files keep their
+// names.
 std::vector<STransfer> PlanGet(const SGetArguments& arguments, bool bIntoDirectory);
 
 struct SPutArguments {
@@ -32,6 +41,11 @@ SPutArguments ParsePutArguments(const std::vector<std::string>& arguments);
 
 // Files keep their names when the target is a directory: it ends in "/", or there are several.
 std::vector<STransfer> PlanPut(const SPutArguments& arguments);
+
+// "get /a -> b" or "put b -> /a", for people.
+std::string TransferText(const STransfer& transfer, bool bPut);
+
+void RefuseDuplicates(const std::vector<STransfer>& batch, std::string STransfer::*pTarget);
 
 // An argument in the local encoding as a URL.
 SUrl UrlArgument(const std::string& strArgument);

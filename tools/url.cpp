@@ -11,7 +11,6 @@
 namespace qelftp {
 namespace {
 
-constexpr const char* kAnonymous = "anonymous";
 constexpr std::string_view kAfterScheme = "://";
 constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr std::string_view kDigits = "0123456789";
@@ -98,6 +97,7 @@ void ParseAuthority(std::string_view strAuthority, SUrl& url) {
     const std::size_t nAt = strAuthority.rfind('@');
     if (nAt != std::string_view::npos) {
         url.strUser = ParseUser(strAuthority.substr(0, nAt));
+        url.bUserNamed = true;
         strAuthority.remove_prefix(nAt + 1);
     }
     const bool bBracket = !strAuthority.empty() && strAuthority.front() == '[';
@@ -116,7 +116,8 @@ bool LooksLikeUrl(const std::string& strText) {
 
 SUrl ParseUrl(const std::string& strText) {
     if (!LooksLikeUrl(strText)) {
-        throw CUsageError("a URL is expected: ftp://user@host:port/path");
+        throw CUsageError(
+            "a URL is expected: ftp://user@host:port/path or sftp://user@host:port/path");
     }
     const std::size_t nScheme = strText.find(kAfterScheme);
     SUrl url;
@@ -127,7 +128,7 @@ SUrl ParseUrl(const std::string& strText) {
                           ":// are not supported; these are: " + SupportedSchemes());
     }
     url.usPort = pScheme->usDefaultPort;
-    url.strUser = kAnonymous;
+    url.strUser = pScheme->pDefaultUser();
 
     const std::string_view strRest =
         std::string_view(strText).substr(nScheme + kAfterScheme.size());

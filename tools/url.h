@@ -9,11 +9,12 @@ namespace qelftp {
 // without its ";type="). All that follows the host is path, "?" and "#" included.
 struct SUrl {
     std::string strScheme;  // one of the supported ones
-    std::string strUser;    // "anonymous" if the URL names none
+    std::string strUser;    // if the URL names none: "anonymous" or, for sftp, the local user
     std::string strHost;    // name or dotted address
     unsigned short usPort = 0;
     std::string strPath;      // percent-decoded and normal, see NormalPath; "/" if there is none
     bool bDirectory = false;  // the path ends in "/" or is missing
+    bool bUserNamed = false;  // strUser stands in the URL
 };
 
 // Whether a command line argument is meant as a URL: a scheme and "://".

@@ -35,7 +35,8 @@ std::vector<std::string> Environment(const SSurroundings& surroundings) {
         const std::size_t nEqual = strEntry.find('=');
         all[strEntry.substr(0, nEqual)] = strEntry.substr(nEqual + 1);
     }
-    for (const char* pszOurs : {"QELFTP_PASSWORD", "QEL_LOG_LEVEL", "QEL_LOG_FILE"})
+    for (const char* pszOurs :
+         {"QELFTP_PASSWORD", "QELFTP_PASSPHRASE", "QEL_LOG_LEVEL", "QEL_LOG_FILE"})
         all.erase(pszOurs);
     all["LC_ALL"] = "C.UTF-8";
     for (const auto& [strName, strValue] : surroundings.environment)

@@ -43,7 +43,7 @@ TEST_P(BadCommandLine, EndsWithExitCode2AndSaysWhy) {
 }
 
 const SBad kBad[] = {
-    {{}, "a command is needed: ls, get, put, rm, mkdir, rmdir, exists"},
+    {{}, "a command is needed: ls, get, put, mirror, rm, mkdir, rmdir, exists"},
     {{"frob", kUrl}, "there is no command \"frob\"; there are: ls, get, put"},
     {{"LS", kUrl}, "there is no command \"LS\""},
     {{"fr\x1bob"}, "there is no command \"fr\\x1bob\""},
@@ -56,6 +56,17 @@ const SBad kBad[] = {
     {{"get"}, "expected: qelftp get URL... [LOCAL]"},
     {{"put"}, "expected: qelftp put LOCAL... URL"},
     {{"put", kUrl}, "expected: qelftp put LOCAL... URL"},
+    {{"mirror", kUrl}, "expected: qelftp mirror SOURCE TARGET"},
+    {{"mirror", kUrl, kUrl}, "one of SOURCE and TARGET must be a URL"},
+    {{"mirror", "a", "b"}, "one of SOURCE and TARGET must be a URL"},
+    {{"get", "-c", kUrl}, "ftp:// cannot add to a half file"},
+    {{"put", "-c", "a", kUrl}, "ftp:// cannot add to a half file"},
+    {{"mirror", "-c", "a", kUrl}, "ftp:// cannot add to a half file"},
+    {{"get", "--jobs", "0", kUrl}, "--jobs"},
+    {{"get", "--jobs", "65", kUrl}, "--jobs"},
+    {{"get", "--retries", "x", kUrl}, "--retries"},
+    {{"ls", "--jobs", "2", kUrl}, "there is no option \"--jobs\""},
+    {{"put", "--delete", "a", kUrl}, "there is no option \"--delete\""},
     {{"rm"}, "expected: qelftp rm URL"},
     {{"rm", kUrl, kUrl}, "expected: qelftp rm URL"},
     {{"mkdir"}, "expected: qelftp mkdir URL"},

@@ -24,8 +24,9 @@ unsigned short PortFrom(ChildProcess& process) {
 
 }  // namespace
 
-FtpServer::FtpServer()
-    : m_process({kPython, QELFTP_TEST_SERVER, m_root.Path().string(), m_logs.File("log")}),
+FtpServer::FtpServer(int nRate)
+    : m_process({kPython, QELFTP_TEST_SERVER, m_root.Path().string(), m_logs.File("log"),
+                 std::to_string(nRate)}),
       m_usPort(PortFrom(m_process)) {}
 
 std::string FtpServer::Url(const std::string& strPath) const {

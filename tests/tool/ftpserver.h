@@ -13,8 +13,9 @@ constexpr const char* kPassword = "tea time";  // of the server's user bob
 // A real FTP server (pyftpdlib) with an empty directory of its own, ended with the object.
 class FtpServer {
 public:
+    // nRate: bytes a second of a data connection; 0: no limit.
     // Throws, with what the server wrote, when it does not start: that is a failure of the test.
-    FtpServer();
+    explicit FtpServer(int nRate = 0);
 
     // ftp://bob@127.0.0.1:port + the path, which is to begin with "/".
     std::string Url(const std::string& strPath) const;

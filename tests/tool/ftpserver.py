@@ -1,17 +1,18 @@
 #!/usr/bin/python3
-"""A real FTP server for one test: ftpserver.py ROOT LOG
+"""A real FTP server for one test: ftpserver.py ROOT LOG [RATE]
 
 User bob, password "tea time", and anonymous, both with every right below ROOT. Listens on a free port
 of 127.0.0.1 and prints it as its first line. LOG gets a line for each connection and each command.
+RATE: bytes a second of a data connection; 0, as without it: no limit.
 """
 import logging
 import sys
 
 from pyftpdlib.authorizers import DummyAuthorizer
-from pyftpdlib.handlers import FTPHandler
+from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler
 from pyftpdlib.servers import FTPServer
 
-ROOT, LOG = sys.argv[1:]
+ROOT, LOG, RATE = (sys.argv[1:] + ["0"])[:3]
 RIGHTS = "elradfmwMT"
 
 
@@ -38,6 +39,13 @@ class Handler(FTPHandler):
             super().ftp_OPTS(line)
 
 
+class Throttled(ThrottledDTPHandler):
+    read_limit = write_limit = int(RATE)
+    auto_sized_buffers = False
+
+
+if int(RATE) > 0:
+    Handler.dtp_handler = Throttled
 logging.disable(logging.CRITICAL)
 Handler.authorizer.add_user("bob", "tea time", ROOT, perm=RIGHTS)
 Handler.authorizer.add_anonymous(ROOT, perm=RIGHTS, msg_login="in")

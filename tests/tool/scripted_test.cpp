@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 
 #include "tests/support/payload.h"
@@ -66,19 +67,96 @@ TEST(ScriptedSession, ExistsDoesNotTakeALostConnectionForNo) {
     server.ExpectFinished();
 }
 
-// The library takes a transfer that broke off for a success; the session's end tells.
-TEST(ScriptedSession, ALostConnectionIsToldAtTheLatestWhenTheSessionEnds) {
+TEST(ScriptedSession, AFileWhoseEndIsNotConfirmedIsNotThere) {
     const TempDir local;
     ScriptedServer server{
         LoggedIn(),           Expect("TYPE I"),       Say("200 ok\r\n"), Expect("CWD /home/bob"),
         Say("250 there\r\n"), Expect("PASV"),         SayPassive(),      Expect("RETR x"),
         Say("150 here\r\n"),  SendData(Payload(500)), CloseData(),       Close()};
-    const SRun run = RunWithPassword({"get", Url(server, "/x"), local.Path().string()});
+    const SRun run =
+        RunWithPassword({"get", "--retries", "0", Url(server, "/x"), local.Path().string()});
     EXPECT_EQ(run.nExit, 1);
-    EXPECT_EQ(run.strErr.find("qelftp: close 127.0.0.1:" + std::to_string(server.Port()) + ": "),
-              0U)
+    EXPECT_EQ(run.strErr.find("qelftp: get /x: "), 0U) << run.strErr;
+    EXPECT_TRUE(std::filesystem::is_empty(local.Path()));
+    server.ExpectFinished();
+}
+
+SStep Retrieved(const std::string& strLast) {
+    return Sequence({Expect("TYPE I"), Say("200 ok\r\n"), Expect("CWD /home/bob"),
+                     Say("250 there\r\n"), Expect("PASV"), SayPassive(), Expect("RETR x"),
+                     Say("150 here\r\n"), SendData(Payload(500)), CloseData(), Say(strLast)});
+}
+
+TEST(ScriptedSession, AFileThatBrokeIsFetchedAgainInANewSession) {
+    const TempDir local;
+    ScriptedServer server{LoggedIn(), Retrieved("426 broken\r\n"), LoggedOut(), Accept(),
+                          LoggedIn(), Retrieved("226 done\r\n"),   LoggedOut()};
+    const SRun run = RunWithPassword({"get", Url(server, "/x"), local.Path().string()});
+    EXPECT_EQ(run.nExit, 0) << run.strErr;
+    EXPECT_TRUE(SamePayload(Payload(500), ReadFile(local.File("x"))));
+    EXPECT_EQ(server.Connections(), 2);
+    server.ExpectFinished();
+}
+
+// What a server calls its files must not decide where they go.
+TEST(ScriptedSession, UnsafeNamesAreNamedAndStayOutside) {
+    const TempDir local;
+    std::filesystem::create_directory(local.File("target"));
+    ScriptedServer server{LoggedIn(),
+                          Expect("CWD /home/bob/"),
+                          Say("250 there\r\n"),
+                          Listing("-rw-r--r-- 1 u g 500 Mar 3 2019 ../escaped\r\n"
+                                  "drwxr-xr-x 1 u g 500 Mar 3 2019 ../escapeddir\r\n"
+                                  "-rw-r--r-- 1 u g 500 Mar 3 2019 /tmp/escaped\r\n"
+                                  "-rw-r--r-- 1 u g 500 Mar 3 2019 ..\\escaped\r\n"
+                                  "-rw-r--r-- 1 u g 500 Mar 3 2019 a\x1b[2Jb\r\n"
+                                  "-rw-r--r-- 1 u g 500 Mar 3 2019 x\r\n"),
+                          Retrieved("226 done\r\n"),
+                          LoggedOut()};
+    const SRun run = RunWithPassword({"get", "-r", Url(server, "/"), local.File("target")});
+    EXPECT_EQ(run.nExit, 1);
+    EXPECT_TRUE(SamePayload(Payload(500), ReadFile(local.File("target/x"))));
+    int nEntries = 0;
+    for ([[maybe_unused]] const auto& entry :
+         std::filesystem::recursive_directory_iterator(local.Path()))
+        ++nEntries;
+    EXPECT_EQ(nEntries, 2);  // the directory, and x in it
+    EXPECT_NE(run.strErr.find("the name holds a slash"), std::string::npos) << run.strErr;
+    EXPECT_NE(run.strErr.find("the name holds a backslash"), std::string::npos) << run.strErr;
+    EXPECT_NE(run.strErr.find("a\\x1b[2Jb: the name holds a control character"), std::string::npos)
         << run.strErr;
-    EXPECT_NE(run.strErr.find("(0x3bb0001b)"), std::string::npos) << run.strErr;
+    EXPECT_EQ(run.strErr.find('\x1b'), std::string::npos) << run.strErr;
+    server.ExpectFinished();
+}
+
+// What is cut short without a word is found by its size.
+TEST(ScriptedSession, AFileThatIsShorterThanItsListingIsNotKept) {
+    const TempDir local;
+    const std::string strListing = "-rw-r--r-- 1 u g 501 Mar 3 2019 x\r\n";
+    ScriptedServer server{LoggedIn(),           Expect("CWD /home/bob/"),  Say("250 there\r\n"),
+                          Listing(strListing),  Retrieved("226 done\r\n"), Expect("CWD /home/bob/"),
+                          Say("250 there\r\n"), Listing(strListing),       LoggedOut()};
+    const SRun run =
+        RunWithPassword({"get", "-r", "--retries", "0", Url(server, "/"), local.Path().string()});
+    EXPECT_EQ(run.nExit, 1);
+    EXPECT_NE(run.strErr.find("500 of 501 bytes arrived"), std::string::npos) << run.strErr;
+    EXPECT_TRUE(std::filesystem::is_empty(local.Path()));
+    server.ExpectFinished();
+}
+
+// It has made its file, and breaks off before the first block is through.
+TEST(ScriptedSession, WhatAFullServerTookIsRemoved) {
+    const TempDir local;
+    WriteFile(local.File("x"), Payload(8000000));
+    ScriptedServer server{
+        LoggedIn(),           Expect("TYPE I"), Say("200 ok\r\n"), Expect("CWD /home/bob"),
+        Say("250 there\r\n"), Expect("PASV"),   SayPassive(),      Expect("STOR x"),
+        Say("150 here\r\n"),  ReceiveData(10),  ResetData(),       Say("552 full\r\n"),
+        LoggedOut(),          Accept(),         LoggedIn(),        Expect("DELE /home/bob/x"),
+        Say("250 gone\r\n"),  LoggedOut()};
+    const SRun run = RunWithPassword({"put", local.File("x"), Url(server, "/x")});
+    EXPECT_EQ(run.nExit, 1);
+    EXPECT_EQ(run.strErr, "qelftp: put /x: storage allocation exceeded (0x3bb00018)\n");
     server.ExpectFinished();
 }
 
@@ -94,19 +172,23 @@ TEST(ScriptedSession, ADataConnectionThatIsRefusedIsToldFromTheControlConnection
     server.ExpectFinished();
 }
 
-TEST(ScriptedSession, AnAddressOfAnotherHostIsExplained) {
+TEST(ScriptedSession, AnAddressOfAnotherHostIsTakenForTheServersOwn) {
     ScriptedServer server{LoggedIn(),
                           Expect("CWD /home/bob/"),
                           Say("250 there\r\n"),
                           Expect("PASV"),
                           SayPassive("227 Entering Passive Mode (10,9,8,7,%p).\r\n"),
+                          Expect("LIST"),
+                          Say("150 here\r\n"),
+                          SendData("-rw-r--r-- 1 u g 5 Mar 3 2019 x\r\n"),
+                          CloseData(),
+                          Say("226 done\r\n"),
+                          Expect("OPTS UTF8 ON"),
+                          Say("200 on\r\n"),
                           LoggedOut()};
     const SRun run = RunWithPassword({"ls", Url(server, "/")});
-    EXPECT_EQ(run.nExit, 1);
-    EXPECT_NE(run.strErr.find("(0x40070019); for data connections, the server must announce the "
-                              "address it was reached at"),
-              std::string::npos)
-        << run.strErr;
+    EXPECT_EQ(run.nExit, 0) << run.strErr;
+    EXPECT_EQ(run.strOut, "file  5  2019-03-03  x\n");
     server.ExpectFinished();
 }
 

@@ -1,0 +1,150 @@
+#include "tools/sftpsession.h"
+
+#include <array>
+#include <ctime>
+
+#include "platform/encoding.h"
+#include "tools/remotepath.h"
+#include "tools/sftplink.h"
+#include "tools/sftptransfer.h"
+
+namespace qelftp {
+namespace {
+
+EEntryType TypeOf(unsigned char ucType) {
+    if (ucType == SFTP_TYPE_DIRECTORY) return EEntryType::Directory;
+    return ucType == SFTP_TYPE_LINK ? EEntryType::Link : EEntryType::File;
+}
+
+std::string TimeText(std::int64_t llModified) {
+    const std::time_t seconds = llModified;
+    std::tm local = {};
+    std::array<char, 32> text{};
+    if (::localtime_r(&seconds, &local) == nullptr) return "";
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M", &local);
+    return text.data();
+}
+
+SEntry EntryOf(const SFTP_FileInfo& info, const std::string& strName) {
+    SEntry entry;
+    entry.eType = TypeOf(info.ucType);
+    entry.strSize = std::to_string(info.ullSize);
+    entry.strName = ZeltGlobalUtils::UTF8TOLOC(strName.c_str());
+    entry.ullSize = info.ullSize;
+    if (info.llModified == 0) return entry;
+    entry.strTime = TimeText(info.llModified);
+    entry.llModified = info.llModified;
+    return entry;
+}
+
+class CEntries : public SFTP_DirVisitor {
+public:
+    bool entry(const SFTP_FileInfo& info) override {
+        m_entries.push_back(EntryOf(info, info.pszName));
+        return true;
+    }
+    std::vector<SEntry> m_entries;
+};
+
+class CFileNames : public SFTP_DirVisitor {
+public:
+    bool entry(const SFTP_FileInfo& info) override {
+        if (info.ucType != SFTP_TYPE_DIRECTORY) m_names.emplace_back(info.pszName);
+        return true;
+    }
+    std::vector<std::string> m_names;  // UTF-8
+};
+
+class CSftpSession : public CSession {
+public:
+    explicit CSftpSession(const SConnection& connection) : m_link(connection) {}
+
+    void Close() override { m_link.Close(); }
+
+    std::vector<SEntry> List(const std::string& strDir) override {
+        CEntries entries;
+        m_link.Check("ls", strDir, Session().readDir(ServerPath(strDir), entries));
+        return std::move(entries.m_entries);
+    }
+
+    // A link that leads nowhere is an entry, too.
+    std::optional<SEntry> Find(const std::string& strPath) override {
+        SFTP_FileInfo info = {};
+        int nResult = Session().stat(ServerPath(strPath), info);
+        if (nResult == SFTP_ERR_NO_SUCH_PATH)
+            nResult = Session().statLink(ServerPath(strPath), info);
+        if (nResult == SFTP_ERR_NO_SUCH_PATH) return {};
+        m_link.Check("exists", strPath, nResult);
+        return EntryOf(info, strPath.substr(strPath.rfind('/') + 1));
+    }
+
+    void GetFile(const STransfer& transfer, bool bContinue, const FProgress& progress) override {
+        GetOverSftp(m_link, transfer, bContinue, progress);
+    }
+
+    void PutFile(const STransfer& transfer, bool bContinue, const FProgress& progress) override {
+        PutOverSftp(m_link, transfer, bContinue, progress);
+    }
+
+    bool CanContinue() const override { return true; }
+
+    bool PutIsWhole() const override { return true; }
+
+    bool SetModified(const std::string& strPath, std::int64_t llModified) override {
+        const int nResult = Session().setModified(ServerPath(strPath), llModified);
+        if (nResult == SFTP_ERR_ARGUMENT) return false;  // before 1970 or after 2106
+        m_link.Check("set the time of", strPath, nResult);
+        return true;
+    }
+
+    void Remove(const std::string& strPath) override {
+        m_link.Check("rm", strPath, Session().remove(ServerPath(strPath)));
+    }
+
+    void MakeDir(const std::string& strDir) override {
+        const int nResult = MakeLevels(strDir);
+        if (nResult == SFTP_OK) return;
+        const SFailure failure = m_link.FailureOf("mkdir", strDir, nResult);
+        if (!IsDirectory(strDir)) throw COperationError(failure);
+    }
+
+    void RemoveDir(const std::string& strDir) override {
+        CFileNames files;
+        m_link.Check("rmdir", strDir, Session().readDir(ServerPath(strDir), files));
+        for (const std::string& strName : files.m_names) {
+            const std::string strFile = Below(strDir, strName);
+            m_link.Check("rmdir", strFile, Session().remove(ServerPath(strFile)));
+        }
+        m_link.Check("rmdir", strDir, Session().removeDir(ServerPath(strDir)));
+    }
+
+    bool Exists(const std::string& strPath) override { return Find(strPath).has_value(); }
+
+private:
+    SFTP_Session_Wrp& Session() { return m_link.Session(); }
+
+    int MakeLevels(const std::string& strDir) {
+        const int nResult = Session().makeDir(ServerPath(strDir));
+        if (nResult != SFTP_ERR_NO_SUCH_PATH || strDir == "/") return nResult;
+        const int nAbove = MakeLevels(ParentOf(strDir));
+        if (nAbove != SFTP_OK && nAbove != SFTP_ERR_EXISTS) return nAbove;
+        return Session().makeDir(ServerPath(strDir));
+    }
+
+    // Servers refuse to make what is there in different words.
+    bool IsDirectory(const std::string& strDir) {
+        SFTP_FileInfo info = {};
+        return Session().stat(ServerPath(strDir), info) == SFTP_OK &&
+               info.ucType == SFTP_TYPE_DIRECTORY;
+    }
+
+    CSftpLink m_link;
+};
+
+}  // namespace
+
+std::unique_ptr<CSession> OpenSftpSession(const SConnection& connection) {
+    return std::make_unique<CSftpSession>(connection);
+}
+
+}  // namespace qelftp
