@@ -1,7 +1,9 @@
 #include "platform/paths.h"
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 
+#include <climits>
 #include <cstdlib>
 
 namespace {
@@ -11,13 +13,26 @@ bool IsDirectory(const char* pszPath) {
     return stat(pszPath, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// The server's directory of the installation that this library is part of, wherever it was moved
+// to. Links are resolved first, for a loader may have found the library through one.
+std::string ServerPathBesideLibrary() {
+    Dl_info self{};
+    char resolved[PATH_MAX];
+    if (dladdr(reinterpret_cast<const void*>(&ServerPathBesideLibrary), &self) == 0) return {};
+    if (realpath(self.dli_fname, resolved) == nullptr) return {};
+    const std::string strLibrary = resolved;
+    return strLibrary.substr(0, strLibrary.rfind('/')) + "/qelftpclient/server";
+}
+
 // Empty when not known. The directory holds code that will be loaded, so a program that runs with
 // more rights than its caller does not take it from the caller's environment.
-const char* ServerPath() {
+std::string ServerPath() {
     if (const char* pszChosen = secure_getenv("QEL_SERVER_PATH")) return pszChosen;
-    for (const char* pszBuiltIn : {QEL_SERVER_INSTALL_DIR, QEL_SERVER_BUILD_DIR})
-        if (IsDirectory(pszBuiltIn)) return pszBuiltIn;
-    return "";
+    for (const std::string& strBuiltIn :
+         {ServerPathBesideLibrary(), std::string(QEL_SERVER_INSTALL_DIR),
+          std::string(QEL_SERVER_BUILD_DIR)})
+        if (IsDirectory(strBuiltIn.c_str())) return strBuiltIn;
+    return {};
 }
 
 }  // namespace
