@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is needed, builds, starts a throw-away FTP server on a loopback port, and moves files
-# to it and back with qelftp. Shows each command and what it printed; ends with an error when anything
-# is not as it should be. For Debian 12, as root or as a user with sudo.
+# Installs what is needed, builds, starts a throw-away FTP server and a throw-away SFTP server on
+# loopback ports, and moves files to them and back with qelftp. Shows each command and what it
+# printed; ends with an error when anything is not as it should be. For Debian 12, as root or as a
+# user with sudo.
 set -euo pipefail
 export PATH="${PATH:-/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin}"
 export LC_ALL=C.UTF-8
@@ -18,13 +19,12 @@ announce "Building"
 cmake --preset release -DQEL_BUILD_TESTS=OFF -DQEL_BUILD_BENCH=OFF -B build/demo
 cmake --build build/demo
 
-announce "Starting an FTP server"
 work=$(mktemp -d)
-server=
+servers=()
 cleanup() {
-    if [ -n "$server" ]; then
-        kill "$server" 2>/dev/null || true
-        wait "$server" 2>/dev/null || true
+    if [ "${#servers[@]}" != 0 ]; then
+        kill "${servers[@]}" 2>/dev/null || true
+        wait "${servers[@]}" 2>/dev/null || true
     fi
     rm -rf "$work"
 }
@@ -32,27 +32,34 @@ trap cleanup EXIT
 trap 'exit 130' INT TERM HUP
 mkdir "$work/server" "$work/here" "$work/back"
 
+# greets PORT TEXT: something listens there, and greets with that.
+greets() (
+    exec 3<>"/dev/tcp/127.0.0.1/$1"
+    IFS= read -r -t 5 greeting <&3
+    [ "${greeting:0:${#2}}" = "$2" ]
+)
+
+# await PID PORT_FILE TEXT: the server is ready when it greets a real connection. False when it ends.
+await() {
+    local tries
+    for ((tries = 0; tries < 100; ++tries)); do
+        if [ -s "$2" ] && greets "$(cat "$2")" "$3" 2>/dev/null; then return 0; fi
+        kill -0 "$1" 2>/dev/null || return 1
+        sleep 0.1
+    done
+    return 1
+}
+
+announce "Starting an FTP server"
 QELFTP_PASSWORD=$(od -An -N12 -tx1 /dev/urandom | tr -d ' ')
 export QELFTP_PASSWORD
 DEMO_PASSWORD=$QELFTP_PASSWORD /usr/bin/python3 "$project/scripts/demo-server.py" \
     "$work/server" "$work/port" >"$work/log" 2>&1 &
-server=$!
-
-# Ready when it greets a real connection.
-greets() (
-    [ -s "$work/port" ] || exit 1
-    exec 3<>"/dev/tcp/127.0.0.1/$(cat "$work/port")"
-    IFS= read -r -t 5 greeting <&3
-    [ "${greeting:0:3}" = 220 ]
-)
-for ((tries = 0; ; ++tries)); do
-    if greets 2>/dev/null; then break; fi
-    if [ "$tries" -ge 100 ] || ! kill -0 "$server" 2>/dev/null; then
-        cat "$work/log" >&2
-        fail "the FTP server does not answer"
-    fi
-    sleep 0.1
-done
+servers+=($!)
+if ! await $! "$work/port" "220"; then
+    cat "$work/log" >&2
+    fail "the FTP server does not answer"
+fi
 url="ftp://demo@127.0.0.1:$(cat "$work/port")"
 echo "It serves $url (the password is in QELFTP_PASSWORD)."
 
@@ -69,6 +76,7 @@ run() {
     [ "$status" = "$expected" ] || fail "that ended with exit code $status instead of $expected"
 }
 printed() { grep -qE -e "$1" <<<"$output" || fail "that should have printed $1"; }
+printed_text() { grep -qF -e "$1" <<<"$output" || fail "that should have printed $1"; }
 printed_nothing() { [ -z "$output" ] || fail "that should have printed nothing"; }
 
 PATH="$project/build/demo/bin:$PATH"
@@ -116,5 +124,93 @@ run 0 qelftp rmdir "$url/reports"
 run 0 qelftp ls "$url/"
 printed_nothing
 [ -z "$(ls -A "$work/server")" ] || fail "the server's directory is not empty"
+
+announce "Starting an SFTP server"
+"$project/scripts/fetch-sshd.sh" "$project/build/demo/sshd"
+unset QELFTP_PASSWORD
+chmod 755 "$work"
+cp -R "$project/build/demo/sshd" "$work/sshd"
+mkdir "$work/files"
+ssh-keygen -q -t ed25519 -N "" -C demo -f "$work/sshd/host_key"
+ssh-keygen -q -t ed25519 -N "" -C demo -f demo_key
+cp demo_key.pub "$work/sshd/authorized_keys"
+
+# Root's would want a user and a directory of its own on this machine, so that another user runs it,
+# and logs in to it. Not nobody, whom libnss-systemd calls locked.
+user=$(id -un)
+as_user=()
+if [ "$(id -u)" = 0 ]; then
+    user=games
+    as_user=(setpriv --reuid="$user" --regid="$user" --clear-groups)
+    chown "$user:$user" "$work/files" "$work/sshd/host_key"
+fi
+
+# sshd does not choose a port itself; one that is free now may be taken a moment later.
+start_sshd() {
+    /usr/bin/python3 -c 'import socket
+with socket.socket() as s:
+    s.bind(("127.0.0.1", 0))
+    print(s.getsockname()[1])' >"$work/sshd/port"
+    cat >"$work/sshd/config" <<END
+ListenAddress 127.0.0.1:$(cat "$work/sshd/port")
+HostKey $work/sshd/host_key
+AuthorizedKeysFile $work/sshd/authorized_keys
+PasswordAuthentication no
+KbdInteractiveAuthentication no
+PidFile none
+StrictModes no
+UsePAM no
+Subsystem sftp internal-sftp -d $work/files
+END
+    env LD_LIBRARY_PATH="$work/sshd/lib" "${as_user[@]}" \
+        "$work/sshd/sshd" -D -e -f "$work/sshd/config" >>"$work/sshd/log" 2>&1 &
+    servers+=($!)
+    await $! "$work/sshd/port" "SSH-"
+}
+if ! { start_sshd || start_sshd || start_sshd; }; then
+    cat "$work/sshd/log" >&2
+    fail "the SFTP server does not answer"
+fi
+port=$(cat "$work/sshd/port")
+url="sftp://$user@127.0.0.1:$port"
+fingerprint=$(ssh-keygen -lf "$work/sshd/host_key.pub" | cut -d " " -f 2)
+echo "It serves $url"
+echo "Its host key has the fingerprint $fingerprint; it lets in who has demo_key."
+ssh=(--identity demo_key --known-hosts known_hosts)
+
+announce "A host that is not known yet: nothing is sent but the question who it is"
+run 1 qelftp ls "${ssh[@]}" "$url/"
+printed_text "the host is not known; it shows the key ED25519 $fingerprint"
+[ ! -e known_hosts ] || fail "its key should not have been recorded"
+
+announce "The fingerprint is the right one, so it is accepted and recorded"
+run 0 qelftp ls "${ssh[@]}" --accept-new-host-key "$url/"
+run 0 ssh-keygen -l -F "[127.0.0.1]:$port" -f known_hosts
+printed_text "$fingerprint"
+
+announce "There and back over SSH, now that the host is known"
+run 0 qelftp mkdir "${ssh[@]}" "$url/reports/2024"
+run 0 qelftp put "${ssh[@]}" numbers.txt "summer plan.txt" größe.txt empty.txt "$url/reports/2024/"
+run 0 qelftp ls "${ssh[@]}" "$url/reports/2024"
+printed "^file +$(stat -c %s numbers.txt) +[-0-9]+.* numbers\.txt$"
+printed "^file +$(stat -c %s größe.txt) .* größe\.txt$"
+rm -f ../back/*
+run 0 qelftp get "${ssh[@]}" "$url/reports/2024/numbers.txt" "$url/reports/2024/summer%20plan.txt" \
+    "$url/reports/2024/größe.txt" "$url/reports/2024/empty.txt" ../back
+for name in numbers.txt "summer plan.txt" größe.txt empty.txt; do
+    run 0 cmp "$name" "../back/$name"
+    run 0 cmp "$name" "$work/files/reports/2024/$name"
+done
+run 0 qelftp rm "${ssh[@]}" "$url/reports/2024/empty.txt"
+run 1 qelftp exists "${ssh[@]}" "$url/reports/2024/empty.txt"
+printed "no such file or directory"
+
+announce "A host that shows another key than the known one"
+ssh-keygen -q -t ed25519 -N "" -C demo -f other_key
+echo "[127.0.0.1]:$port $(cut -d " " -f 1,2 other_key.pub)" >known_hosts
+run 1 qelftp ls "${ssh[@]}" --accept-new-host-key "$url/"
+printed_text "THE HOST KEY HAS CHANGED"
+printed_text "$fingerprint"
+printed_text "$(ssh-keygen -lf other_key.pub | cut -d " " -f 2)"
 
 announce "All matched: every file came back byte for byte, and every command did what it should."

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a task needs: install-deps.sh build|demo|test
-# For root, or a user with sudo. Does nothing when all are there.
+# For root, or a user with sudo. Does nothing when all are there. The servers to test against are not
+# among them, since Debian would start them: the build unpacks their packages, for which it needs apt's
+# lists.
 set -euo pipefail
 
 build=(g++ cmake ninja-build binutils libace-dev libspdlog-dev libfmt-dev libssl-dev
-       libcli11-dev libssh-dev)
-demo=("${build[@]}" python3 python3-pyftpdlib)
-test=("${demo[@]}" openssh-server clang clang-format libgtest-dev gcovr curl locales procps git)
+       libcli11-dev libssh-dev nlohmann-json3-dev)
+demo=("${build[@]}" openssh-client python3 python3-pyftpdlib)
+test=("${demo[@]}" clang libclang-rt-dev clang-format libgtest-dev libbenchmark-dev gcovr curl locales procps groff-base zsh
+      git abigail-tools dpkg-dev file pkg-config)
 
 case "${1:-}" in
     build) wanted=("${build[@]}") ;;
@@ -19,7 +22,7 @@ as_root() {
     if [ "$(id -u)" = 0 ]; then "$@"
     elif command -v sudo >/dev/null; then sudo "$@"
     else
-        echo "These packages are missing: ${missing[*]}" >&2
+        echo "Missing: ${missing[*]:-the lists of apt}" >&2
         echo "Run this as root, or install sudo." >&2
         exit 1
     fi
@@ -30,10 +33,12 @@ for package in "${wanted[@]}"; do
     state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
     [ "$state" = installed ] || missing+=("$package")
 done
-if [ "${#missing[@]}" = 0 ]; then
+lists_missing() { [ "$1" != build ] && ! apt-get -qq --print-uris download openssh-server &>/dev/null; }
+if [ "${#missing[@]}" = 0 ] && ! lists_missing "$1"; then
     echo "Packages: all there."
     exit 0
 fi
-echo "Installing: ${missing[*]}"
 as_root apt-get update -q
+[ "${#missing[@]}" != 0 ] || exit 0
+echo "Installing: ${missing[*]}"
 as_root env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends "${missing[@]}"
