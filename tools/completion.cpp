@@ -73,7 +73,7 @@ std::string Quoted(const std::string& strText) {
     return strQuoted + "'";
 }
 
-// A text inside a specification of zsh's _arguments or _describe.
+// A text inside what _arguments or _describe of zsh take.
 std::string Escaped(const std::string& strText) {
     std::string strEscaped;
     for (const char c : strText) {
