@@ -5,8 +5,8 @@
 #   scripts/test.sh PRESET...    the same with other presets of CMakePresets.json
 #   scripts/test.sh --coverage   preset coverage; ends with the line coverage of src/
 #   scripts/test.sh --all        all that CI runs: format, g++ and clang without warnings, the suite
-#                                under the sanitizers with the line coverage of src/, and last the
-#                                suite of preset dev
+#                                (but the files of 1 GiB) under the sanitizers with the line coverage
+#                                of src/, and last the suite of preset dev
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
