@@ -5,10 +5,8 @@
 #include <algorithm>
 #include <memory>
 
-#include "include/ftpresult.h"
 #include "platform/encoding.h"
 #include "tools/failure.h"
-#include "tools/ftpfailure.h"
 #include "tools/jsonlines.h"
 #include "tools/localcheck.h"
 #include "tools/printdata.h"
@@ -184,8 +182,8 @@ void RunRemoveDir(const SInvocation& invocation) {
 void RunExists(const SInvocation& invocation) {
     const SUrl url = UrlArgument(invocation.arguments.front());
     const SOneSession session(url, invocation);
-    if (!session->Exists(url.strPath)) {
-        throw COperationError(FtpFailure("exists", url.strPath, RVN_FTP_CLIENT::FTP_NO_SUCH_FILE));
+    if (!session->Find(url.strPath)) {
+        throw COperationError(session->NotThere("exists", url.strPath));
     }
     session->Close();
 }

@@ -137,8 +137,8 @@ public:
         std::vector<Ftp_File_Pair> pairs{{transfer.strLocal, transfer.strRemote}};
         m_pProgress = &progress;
         const unsigned int uResult = m_client.PutFile(pairs);
-        // The server has made its file before the first block breaks.
-        if (uResult == FTP_DATA_BROKEN || uResult == FTP_REPLY_426) Moved(0);
+        // The server had made its file by then, and said it together with the 150.
+        if (uResult == FTP_REPLY_426) Moved(0);
         m_pProgress = nullptr;
         CheckMoved("put", transfer, uResult);
     }
@@ -165,7 +165,9 @@ public:
         Check("rmdir", strDir, m_client.RemoveDir(strDir));
     }
 
-    bool Exists(const std::string& strPath) override { return Find(strPath).has_value(); }
+    SFailure NotThere(const std::string& strOperation, const std::string& strPath) const override {
+        return FtpFailure(strOperation, strPath, FTP_NO_SUCH_FILE);
+    }
 
     // Not by checkOneFileExist, which answers "no" to a lost connection, too.
     std::optional<SEntry> Find(const std::string& strPath) override {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/cipher.h"
+#include "tools/failure.h"
 
 namespace qelftp {
 
@@ -112,9 +113,9 @@ public:
     // Removes the files directly inside, then the directory.
     virtual void RemoveDir(const std::string& strDir) = 0;
 
-    // Whether the listing of the path's directory shows its name. A directory that is missing
-    // itself means false; any other failure is thrown.
-    virtual bool Exists(const std::string& strPath) = 0;
+    // What there is to tell of a path that Find does not find, in the words of the protocol.
+    virtual SFailure NotThere(const std::string& strOperation,
+                              const std::string& strPath) const = 0;
 };
 
 }  // namespace qelftp

@@ -5,6 +5,7 @@
 
 #include "platform/encoding.h"
 #include "tools/remotepath.h"
+#include "tools/sftpfailure.h"
 #include "tools/sftplink.h"
 #include "tools/sftptransfer.h"
 
@@ -118,7 +119,9 @@ public:
         m_link.Check("rmdir", strDir, Session().removeDir(ServerPath(strDir)));
     }
 
-    bool Exists(const std::string& strPath) override { return Find(strPath).has_value(); }
+    SFailure NotThere(const std::string& strOperation, const std::string& strPath) const override {
+        return SftpFailure(strOperation, strPath, SFTP_ERR_NO_SUCH_PATH, "");
+    }
 
 private:
     SFTP_Session_Wrp& Session() { return m_link.Session(); }

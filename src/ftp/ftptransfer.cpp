@@ -105,7 +105,7 @@ unsigned int CFtpComand::ReceiveFile(CRetrievedFile& file, bool bFirstBlockOnly)
         ullTotal += static_cast<unsigned int>(nReceived);
         if (!TellProgress(ullTotal)) return FTP_CANCELLED;
         // ABOR closes the data socket; the next receive fails and ends the loop.
-        if (bFirstBlockOnly && ullTotal >= kTransferBlock) {
+        if (bFirstBlockOnly && ullTotal >= kFirstBlock) {
             Ftp_abor();
             bEndedByUs = true;
         }

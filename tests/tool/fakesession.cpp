@@ -49,7 +49,9 @@ public:
     void Remove(const std::string& strPath) override { Note("rm", strPath); }
     void MakeDir(const std::string& strDir) override { Note("mkdir", strDir); }
     void RemoveDir(const std::string& strDir) override { Note("rmdir", strDir); }
-    bool Exists(const std::string& strPath) override { return Find(strPath).has_value(); }
+    SFailure NotThere(const std::string& strOperation, const std::string& strPath) const override {
+        return {strOperation, strPath, "not there", std::nullopt, ""};
+    }
 
 private:
     void Note(const std::string& strWhat, const std::string& strPath) {

@@ -215,7 +215,8 @@ TEST_F(SftpCommand, ExistsTellsByItsExitCode) {
         EXPECT_EQ(Done({"exists", m_tool.Url(pszThere)}), "") << pszThere;
     for (const char* pszNotThere : {"/x", "/sub/X", "/none/x"}) {
         const std::string strTold = Told({"exists", m_tool.Url(pszNotThere)});
-        EXPECT_NE(strTold.find(std::string("exists ") + pszNotThere + ": no such file"),
+        EXPECT_NE(strTold.find(std::string("exists ") + pszNotThere +
+                               ": no such file or directory (SFTP error 12)"),
                   std::string::npos)
             << strTold;
     }
