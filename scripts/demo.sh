@@ -126,7 +126,7 @@ printed_nothing
 [ -z "$(ls -A "$work/server")" ] || fail "the server's directory is not empty"
 
 announce "Starting an SFTP server"
-"$project/scripts/fetch-sshd.sh" "$project/build/demo/sshd"
+"$project/scripts/fetch-package.sh" "$project/build/demo/sshd" openssh-server -- /usr/sbin/sshd
 unset QELFTP_PASSWORD
 chmod 755 "$work"
 cp -R "$project/build/demo/sshd" "$work/sshd"

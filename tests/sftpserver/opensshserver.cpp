@@ -57,7 +57,7 @@ OpenSshServer::OpenSshServer(const std::vector<std::string>& hostKeyTypes,
 // Out of the build tree, into which the server's user may not be able to look.
 void OpenSshServer::CopyPrograms() {
     if (!std::filesystem::exists(QEL_TEST_SSHD "/sshd"))
-        throw std::runtime_error("no sshd in " QEL_TEST_SSHD ": scripts/fetch-sshd.sh failed");
+        throw std::runtime_error("no sshd in " QEL_TEST_SSHD ": scripts/fetch-package.sh failed");
     std::filesystem::copy(QEL_TEST_SSHD, m_temp.File("sshd"),
                           std::filesystem::copy_options::recursive);
     std::filesystem::copy_file(QEL_TEST_SHADOW_ENTRY, m_temp.File("shadowentry.so"));
