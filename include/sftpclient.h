@@ -37,7 +37,8 @@ public:
     //
     // After a non-null result the record goes to releaseSFTPConnection. After null it must not: the
     // functions in it may point into an unloaded library. Delete it; if its pAceDLL is not null
-    // (the configuration was unusable), delete that before.
+    // (the configuration was unusable), delete that before. After an allocation failure it goes to
+    // releaseSFTPConnection if its pSession is set, and is deleted as after null if not.
     static SFTP_Session_Wrp* getSFTPSession(StSFTPConnectionInfo* info,
                                             const TQ_UTIL::StFTPAccountInfo& account);
 

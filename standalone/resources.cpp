@@ -57,9 +57,11 @@ private:
     }
 
     void Set(const std::string& strKey, std::string_view value) {
-        const std::string*& pValue = m_entries[strKey];
-        if (pValue != nullptr && *pValue == value) return;
-        pValue = &m_values.emplace_back(value);
+        const auto entry = m_entries.find(strKey);
+        if (entry != m_entries.end() && *entry->second == value) return;
+        // The text first: without memory there is to be no entry without one.
+        const std::string* const pValue = &m_values.emplace_back(value);
+        m_entries.insert_or_assign(strKey, pValue);
     }
 
     std::mutex m_mutex;
@@ -68,7 +70,7 @@ private:
 };
 
 struct SCloseFile {
-    void operator()(FILE* pFile) const { std::fclose(pFile); }
+    void operator()(FILE* pFile) const { (void)std::fclose(pFile); }  // only read from
 };
 
 bool ReadFile(const std::string& strPath, std::string& strText) {

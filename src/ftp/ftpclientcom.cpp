@@ -44,6 +44,19 @@ void Prepare(ACE_SOCK& socket) {
     socket.enable(ACE_CLOEXEC);
 }
 
+// Waits for a connection that was begun. A signal that the host handles takes nothing from it:
+// ACE's own wait would give the attempt up, and another one is not the same to a server, which
+// takes one data connection only.
+int AwaitConnection(ACE_SOCK_Stream& stream, int nTimeout) {
+    ACE_Time_Value left(nTimeout, 0);
+    ACE_Countdown_Time countdown(&left);
+    while (ACE::handle_timed_complete(stream.get_handle(), &left) == ACE_INVALID_HANDLE) {
+        if (errno != EINTR) return -1;
+        countdown.update();
+    }
+    return 0;
+}
+
 // ACE connects on whatever handle the stream still has, and leaves that handle open after some
 // failed attempts; here every attempt begins with a socket of its own and a failed one leaves none.
 int ConnectStream(ACE_SOCK_Connector& connector, ACE_SOCK_Stream& stream, const std::string& host,
@@ -51,8 +64,14 @@ int ConnectStream(ACE_SOCK_Connector& connector, ACE_SOCK_Stream& stream, const 
     stream.close();
     ACE_INET_Addr server;
     if (server.set(usPort, host.c_str(), 1, AF_UNSPEC) == -1) return -1;
-    const ACE_Time_Value timeout(nTimeout, 0);
-    const int nResult = connector.connect(stream, server, &timeout, ACE_Addr::sap_any, 0, 0, 0, 0);
+    int nResult = 0;
+    do {
+        nResult =
+            connector.connect(stream, server, &ACE_Time_Value::zero, ACE_Addr::sap_any, 0, 0, 0, 0);
+    } while (nResult < 0 && errno == EINTR);
+    if (nResult < 0 && errno == EWOULDBLOCK && nTimeout > 0) {
+        nResult = AwaitConnection(stream, nTimeout);
+    }
     if (nResult < 0) {
         const int nErrno = errno;
         stream.close();
@@ -61,6 +80,17 @@ int ConnectStream(ACE_SOCK_Connector& connector, ACE_SOCK_Stream& stream, const 
     }
     Prepare(stream);
     return nResult;
+}
+
+// Waits until the peer takes more, or for pSilence, which signals do not prolong.
+bool AwaitRoom(ACE_HANDLE handle, const ACE_Time_Value* pSilence) {
+    ACE_Time_Value left = pSilence != nullptr ? *pSilence : ACE_Time_Value::zero;
+    ACE_Countdown_Time countdown(&left);
+    while (ACE::handle_write_ready(handle, pSilence != nullptr ? &left : nullptr) == -1) {
+        if (errno != EINTR) return false;
+        countdown.update();
+    }
+    return true;
 }
 
 // A signal that the host handles must not cost a block: both directions go on after EINTR.
@@ -79,7 +109,7 @@ int SendAll(const ACE_SOCK_Stream& stream, const char* pData, int nLength,
         if (nResult == 0) return 0;
         if (errno == EINTR) continue;
         if (errno != EWOULDBLOCK && errno != ENOBUFS) return -1;
-        if (ACE::handle_write_ready(handle, pSilence) == -1 && errno != EINTR) return -1;
+        if (!AwaitRoom(handle, pSilence)) return -1;
     }
     return nLength;
 }

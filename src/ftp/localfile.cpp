@@ -9,7 +9,7 @@
 namespace RVN_FTP_CLIENT {
 namespace {
 
-constexpr std::size_t kFileBuffer = 256U * 1024U;
+constexpr std::size_t kFileBuffer = std::size_t{256} * 1024U;
 constexpr const char* kPartSuffix = ".part";
 constexpr mode_t kPermissionBits = 0777;
 
@@ -22,10 +22,11 @@ void LikeTarget(int nFile, const struct stat& target) {
 }  // namespace
 
 bool CTransferFile::Open(const std::string& strPath, const char* pszMode) {
+    m_buffer.reset(new char[kFileBuffer]);  // first: without memory there is to be no file either
     m_pFile = ZELT_OS::fopen(ZeltGlobalUtils::LOCTOUTF8(strPath.c_str()).c_str(), pszMode, "UTF-8");
     if (m_pFile == nullptr) return false;
-    m_buffer.reset(new char[kFileBuffer]);
-    std::setvbuf(m_pFile, m_buffer.get(), _IOFBF, kFileBuffer);
+    // Refused, it leaves the file a buffer of its own, which does as well.
+    (void)std::setvbuf(m_pFile, m_buffer.get(), _IOFBF, kFileBuffer);
     return true;
 }
 

@@ -1,6 +1,8 @@
 #include "standalone/sftp/sshlink.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 
 #include "standalone/sftp/algorithmlist.h"
 #include "standalone/sftp/deadline.h"
@@ -56,6 +58,12 @@ int RefuseToPrompt(const char*, char*, std::size_t, int, int, void*) {
     return -1;
 }
 
+// OpenSSL leaves the passphrase of a PEM key in the buffers of calls that have returned.
+[[gnu::noinline]] void WipeUsedStack() {
+    std::array<char, std::size_t{32} * 1024> unused;
+    ::explicit_bzero(unused.data(), unused.size());
+}
+
 }  // namespace
 
 std::string PublicKeyText(ssh_key key) {
@@ -71,6 +79,7 @@ KeyPtr LoadPrivateKey(const char* pszPath, const char* pszPassphrase, std::strin
     ssh_key key = nullptr;
     const int nResult =
         ssh_pki_import_privkey_file(pszPath, pszPassphrase, RefuseToPrompt, nullptr, &key);
+    WipeUsedStack();
     if (nResult == SSH_EOF) strReason = "it cannot be read";
     if (nResult == SSH_ERROR) strReason = "unknown form or wrong passphrase";
     return KeyPtr(nResult == SSH_OK ? key : nullptr);
