@@ -12,11 +12,12 @@ namespace {
 // More marks than this before a closing reply are not worth waiting for.
 constexpr int kMaxMarks = 16;
 
-bool IsPreliminary(const std::string& strReply) {
+// The code that the last line begins with, 0 if none.
+unsigned int LastCode(const std::string& strReply) {
     const std::size_t nLineFeed =
         strReply.size() < 2 ? std::string::npos : strReply.rfind('\n', strReply.size() - 2);
     const std::size_t nLastLine = nLineFeed == std::string::npos ? 0 : nLineFeed + 1;
-    return ReplyCodeAt(strReply, nLastLine) / 100 == 1;
+    return static_cast<unsigned int>(ReplyCodeAt(strReply, nLastLine));
 }
 
 }  // namespace
@@ -42,8 +43,10 @@ unsigned int CFtpComand::ReadClosingReply() {
     for (int nMark = 0; nMark < kMaxMarks; ++nMark) {
         std::string strReply;
         const unsigned int uResult = GetRetCode(strReply, m_nRetryTimeout);
-        if (strReply.empty()) return FTP_NO_REPLY;
-        if (uResult != FTP_OK || !IsPreliminary(strReply)) return uResult;
+        const unsigned int uCode = LastCode(strReply);
+        // Where it ran out of tries, the reader answers as if it had read 421.
+        if (uResult == FTP_REPLY_421 && uCode != 421) return FTP_NO_REPLY;
+        if (uResult != FTP_OK || uCode / 100 != 1) return uResult;
     }
     return FTP_NO_REPLY;
 }

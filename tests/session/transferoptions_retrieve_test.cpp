@@ -292,6 +292,24 @@ TEST_F(VerifiedRetrieveAlone, TellsThatTheServerHungUpInsteadOfClosing) {
     }
 }
 
+// With more retries than seconds of each the reader gives up in another way.
+TEST_F(VerifiedRetrieveAlone, TellsThatOnlyPartOfAReplyOrTextWithoutCodeCame) {
+    for (const char* pszPart : {"226-sent\r\n", "garbled nonsense\r\n"}) {
+        SCOPED_TRACE(pszPart);
+        const CTarget target(true);
+        ScriptedServer server{LogIn(), Sequence(Retr({Begun(), UntilRead("150 "), SendData(Bytes()),
+                                                      CloseData(), Say(pszPart)}))};
+        CClient client(server);
+        client.setParam(1, 2, 1);
+        client.setTransferOptions(Verified());
+        ASSERT_EQ(client.Login(), 0U);
+        EXPECT_EQ(client.GetOneFile("f", target.Path(), false), FTP_NO_REPLY);
+        target.ExpectUntouched();
+        client.Close();
+        server.Finish();
+    }
+}
+
 // Cut off in its only line, it has not come either.
 TEST_F(VerifiedRetrieveAlone, TellsThatTheClosingReplyCameInPartOnly) {
     for (const char* pszPart : {"2", "226", "226 se", "226-sent\r\n", "226-sent\r\nall of"}) {

@@ -19,6 +19,7 @@ TEST(HoldsClosingReply, NeedsAPreliminaryReplyAndAFinalOneBehindIt) {
              "150-Opening\r\n226 of 300 files left\r\n150 now\r\n226 Done\r\n",
              "150 Opening\r\n110 Marker\r\n226 Done\r\n",
              "150 Opening\r\n226 Done\r\n220 more\r\n",
+             "150 Opening\r\n200 Nobody asked\r\n226 Done\r\n",
          }) {
         EXPECT_TRUE(HoldsClosingReply(pszReply)) << pszReply;
     }
