@@ -9,8 +9,9 @@
 namespace qelftp {
 
 std::string FailureText(const SFailure& failure) {
-    std::string strText = fmt::format("{} {}: {}", failure.strOperation,
-                                      VisibleText(failure.strSubject), failure.strMeaning);
+    std::string strText =
+        fmt::format("{} {}: {}", failure.strOperation, VisibleText(failure.strSubject),
+                    VisibleText(failure.strMeaning));
     if (failure.uCode) {
         strText += failure.eCodeKind == ECodeKind::Sftp
                        ? fmt::format(" (SFTP error {})", *failure.uCode)

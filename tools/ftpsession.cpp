@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
 
 #include "include/ftpclient.h"
 #include "include/ftpresult.h"
@@ -33,8 +34,9 @@ struct SOwnedEntries {
     }
 };
 
-// A server that sends more than this for one directory does not mean well.
-constexpr unsigned long long kMaxListing = 256ULL * 1024 * 1024;
+// A server that sends more than this for one directory does not mean well: it could fill the memory
+// with lines of seven bytes, each an entry of eighteen times that size.
+constexpr unsigned long long kMaxListing = 128ULL * 1024 * 1024;
 constexpr unsigned int kBlockSize = 256U * 1024;
 
 // Another attempt, in a new session, would meet these again.
@@ -195,8 +197,12 @@ private:
     unsigned int Entries(const std::string& strDir, std::vector<SEntry>& entries) {
         SOwnedEntries owned;
         const unsigned int uResult = m_client.ListFile(strDir, owned.entries);
-        for (const TkFileInfo* pEntry : owned.entries)
+        if (owned.entries.size() > kMaxEntries) return FTP_LISTING_TOO_LONG;
+        entries.reserve(owned.entries.size());
+        for (TkFileInfo*& pEntry : owned.entries) {
             entries.push_back(EntryFrom(*pEntry));
+            delete std::exchange(pEntry, nullptr);  // there may be millions: not both at a time
+        }
         return uResult;
     }
 

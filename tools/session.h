@@ -1,6 +1,7 @@
 #ifndef QEL_TOOLS_SESSION_H
 #define QEL_TOOLS_SESSION_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -38,6 +39,10 @@ struct SConnection {
     TQ_UTIL::CcipheString passphrase;  // of ssh.strIdentity
     bool bHasPassword = true;          // false: there is only the key
 };
+
+// Entries of one directory, or of one tree, that are taken. A server that names more does not mean
+// well, or should be asked for less at a time.
+constexpr std::size_t kMaxEntries = 4'000'000;
 
 enum class EEntryType { File, Directory, Link };
 

@@ -1,6 +1,7 @@
 #include "tools/sftpsession.h"
 
 #include <array>
+#include <cstring>
 #include <ctime>
 
 #include "platform/encoding.h"
@@ -22,7 +23,7 @@ std::string TimeText(std::int64_t llModified) {
     std::tm local = {};
     std::array<char, 32> text{};
     if (::localtime_r(&seconds, &local) == nullptr) return "";
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M", &local);
+    if (std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M", &local) == 0) return "";
     return text.data();
 }
 
@@ -38,21 +39,42 @@ SEntry EntryOf(const SFTP_FileInfo& info, const std::string& strName) {
     return entry;
 }
 
+// SFTP has no end of a directory but the server's word. What a listing may come to: entries, and
+// bytes of their names.
+class CListingLimit {
+public:
+    bool Allows(const SFTP_FileInfo& info) {
+        m_nBytes += std::strlen(info.pszName);
+        return ++m_nEntries <= kMaxEntries && m_nBytes <= kMaxNameBytesOfAll;
+    }
+    bool WasPassed() const { return m_nEntries > kMaxEntries || m_nBytes > kMaxNameBytesOfAll; }
+
+private:
+    static constexpr std::size_t kMaxNameBytesOfAll = std::size_t{128} * 1024 * 1024;
+
+    std::size_t m_nEntries = 0;
+    std::size_t m_nBytes = 0;
+};
+
 class CEntries : public SFTP_DirVisitor {
 public:
     bool entry(const SFTP_FileInfo& info) override {
+        if (!m_limit.Allows(info)) return false;
         m_entries.push_back(EntryOf(info, info.pszName));
         return true;
     }
+    CListingLimit m_limit;
     std::vector<SEntry> m_entries;
 };
 
 class CFileNames : public SFTP_DirVisitor {
 public:
     bool entry(const SFTP_FileInfo& info) override {
+        if (!m_limit.Allows(info)) return false;
         if (info.ucType != SFTP_TYPE_DIRECTORY) m_names.emplace_back(info.pszName);
         return true;
     }
+    CListingLimit m_limit;
     std::vector<std::string> m_names;  // UTF-8
 };
 
@@ -64,7 +86,7 @@ public:
 
     std::vector<SEntry> List(const std::string& strDir) override {
         CEntries entries;
-        m_link.Check("ls", strDir, Session().readDir(ServerPath(strDir), entries));
+        ReadDir("ls", strDir, entries);
         return std::move(entries.m_entries);
     }
 
@@ -111,7 +133,7 @@ public:
 
     void RemoveDir(const std::string& strDir) override {
         CFileNames files;
-        m_link.Check("rmdir", strDir, Session().readDir(ServerPath(strDir), files));
+        ReadDir("rmdir", strDir, files);
         for (const std::string& strName : files.m_names) {
             const std::string strFile = Below(strDir, strName);
             m_link.Check("rmdir", strFile, Session().remove(ServerPath(strFile)));
@@ -125,6 +147,16 @@ public:
 
 private:
     SFTP_Session_Wrp& Session() { return m_link.Session(); }
+
+    template <typename Visitor>
+    void ReadDir(const char* pszOperation, const std::string& strDir, Visitor& visitor) {
+        const int nResult = Session().readDir(ServerPath(strDir), visitor);
+        if (visitor.m_limit.WasPassed()) {
+            throw COperationError({pszOperation, ZeltGlobalUtils::UTF8TOLOC(strDir.c_str()),
+                                   "the directory has too many entries", std::nullopt, "", true});
+        }
+        m_link.Check(pszOperation, strDir, nResult);
+    }
 
     int MakeLevels(const std::string& strDir) {
         const int nResult = Session().makeDir(ServerPath(strDir));

@@ -14,6 +14,10 @@ namespace {
 
 constexpr int kMaxDepth = 200;  // deeper than any path can be long; a server can go on for ever
 
+// Bytes of a path. A longer one, which a server can give to all that is deep in a tree, counts as
+// so many entries more.
+constexpr std::size_t kUsualPath = 256;
+
 using Entries = std::map<std::string, SEntry>;  // by name
 
 class CTreePlanner {
@@ -45,8 +49,16 @@ private:
     // Of names that a server lists twice, one counts.
     bool List(CTree& tree, const std::string& strDir, Entries& entries) {
         if (m_rules.interrupted && m_rules.interrupted()) return false;
+        if (m_nListed > m_rules.nMaxEntries) return false;
         return Try([&] {
-            for (SEntry& entry : tree.List(strDir)) {
+            std::vector<SEntry> listed = tree.List(strDir);
+            for (const SEntry& entry : listed)
+                m_nListed += 1 + (strDir.size() + entry.strName.size()) / kUsualPath;
+            if (m_nListed > m_rules.nMaxEntries) {
+                throw COperationError({m_rules.pszOperation, tree.Path(""),
+                                       "the tree has too many entries", std::nullopt, "", true});
+            }
+            for (SEntry& entry : listed) {
                 const std::string strName = entry.strName;
                 entries.emplace(strName, std::move(entry));
             }
@@ -159,6 +171,7 @@ private:
     CTree& m_target;
     const STreeRules& m_rules;
     STreePlan m_plan;
+    std::size_t m_nListed = 0;  // entries, of both trees
 };
 
 }  // namespace

@@ -20,7 +20,8 @@ struct STreeRules {
     // Which entries of the source directory itself are meant; empty: all.
     std::function<bool(const std::string& strName)> isMeant = {};
     FInterrupted interrupted = {};
-    const char* pszOperation = "get";  // in failures
+    std::size_t nMaxEntries = kMaxEntries;  // of both trees; what is beyond is not gone into
+    const char* pszOperation = "get";       // in failures
 };
 
 // What it takes to make one tree like another. Paths as in CTree, directories before what is in

@@ -2,11 +2,32 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <cwctype>
+#include <iterator>
 
 namespace qelftp {
 namespace {
+
+// What the locale calls printable, but shows nothing of itself: it turns the direction of the text
+// around it or stands unseen between two letters. Joiners (U+200C, U+200D) stay, since words of
+// some languages need them.
+struct SCodeRange {
+    wchar_t first;
+    wchar_t last;
+};
+constexpr SCodeRange kUnseen[] = {
+    {0x00AD, 0x00AD}, {0x061C, 0x061C}, {0x180E, 0x180E},   {0x200B, 0x200B},
+    {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F},   {0xFE00, 0xFE0E},
+    {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xE0000, 0xE0FFF},
+};
+
+bool IsUnseen(wchar_t character) {
+    return std::any_of(std::begin(kUnseen), std::end(kUnseen), [=](const SCodeRange& range) {
+        return character >= range.first && character <= range.last;
+    });
+}
 
 // Bytes of the printable character at the start of the text; 0 when there is none.
 std::size_t PrintableBytes(const char* pText, std::size_t nSize) {
@@ -14,7 +35,8 @@ std::size_t PrintableBytes(const char* pText, std::size_t nSize) {
     wchar_t character = 0;
     const std::size_t nBytes = std::mbrtowc(&character, pText, nSize, &state);
     const bool bCharacter = nBytes != 0 && nBytes <= nSize;  // neither NUL nor an error
-    return bCharacter && std::iswprint(static_cast<std::wint_t>(character)) != 0 ? nBytes : 0;
+    if (!bCharacter || IsUnseen(character)) return 0;
+    return std::iswprint(static_cast<std::wint_t>(character)) != 0 ? nBytes : 0;
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 namespace sftpwrapper {
 
 // Puts blocks that arrive in any order into the file's order. What came too early waits here: not
-// more than a read window asks for at once.
+// more than a read window asks for ahead of a block that is missing.
 class CInOrder {
 public:
     // The next bytes; a result other than SFTP_OK is passed on.

@@ -11,6 +11,10 @@ namespace {
 constexpr std::uint64_t kWindow = 4u << 20;  // bytes asked for at once; the receive window's size
 constexpr std::size_t kMaxRequests = 128;    // where blocks are small
 
+// How far ahead of the first unanswered byte is asked for. A server that never answers for that one
+// would otherwise make those who put blocks in order keep all the others.
+constexpr std::uint64_t kReach = 4 * kWindow;
+
 }  // namespace
 
 int CReadWindow::Read(std::uint64_t ullFirst, std::uint64_t ullEnd, const Sink& sink,
@@ -46,12 +50,20 @@ bool CReadWindow::NextRange(SRange& range) {
         m_again.pop_back();
         if (range.ullOffset < m_ullEnd) return true;
     }
-    if (m_ullNext >= m_ullEnd) return false;
+    if (m_ullNext >= m_ullEnd || m_ullNext - FirstPending() >= kReach) return false;
     range.ullOffset = m_ullNext;
     range.uSize =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(m_uBlock, m_ullEnd - m_ullNext));
     m_ullNext += range.uSize;
     return true;
+}
+
+// The first byte that is asked for and not there; m_ullNext when there is none.
+std::uint64_t CReadWindow::FirstPending() const {
+    std::uint64_t ullFirst = m_ullNext;
+    for (const auto& [uId, range] : m_pending)
+        ullFirst = std::min(ullFirst, range.ullOffset);
+    return ullFirst;
 }
 
 int CReadWindow::Request(const SRange& range) {

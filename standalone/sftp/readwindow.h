@@ -36,6 +36,7 @@ private:
     };
 
     bool NextRange(SRange& range);
+    std::uint64_t FirstPending() const;
     int Request(const SRange& range);
     int TakeReply(const Sink& sink);
     int TakeData(CPacketReader& fields, const SRange& range, const Sink& sink);

@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -133,8 +134,10 @@ SRun ChildProcess::Wait(Millis limit) {
                                  "and on standard error\n" + m_run.strErr);
     }
     int nStatus = 0;
-    ::waitpid(m_pid, &nStatus, 0);
+    rusage usage{};
+    ::wait4(m_pid, &nStatus, 0, &usage);
     m_pid = -1;
+    m_run.nPeakKiB = usage.ru_maxrss;
     m_run.nExit = WIFSIGNALED(nStatus) ? 128 + WTERMSIG(nStatus) : WEXITSTATUS(nStatus);
     return m_run;
 }

@@ -18,6 +18,7 @@ struct SRun {
     int nExit = 0;  // exit code; 128 + number for a signal
     std::string strOut;
     std::string strErr;
+    long nPeakKiB = 0;  // of its memory; at least what this process had when it was started
 };
 
 // How a child differs from this process. Its environment is this one's, but for LC_ALL=C.UTF-8,
