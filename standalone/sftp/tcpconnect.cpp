@@ -5,7 +5,6 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -38,10 +37,12 @@ void Tune(int nSocket) {
     ::setsockopt(nSocket, SOL_SOCKET, SO_KEEPALIVE, &nOn, sizeof nOn);
 }
 
-// 0 when it is not open.
-unsigned long long InodeOf(int nSocket) {
-    struct stat info;
-    return ::fstat(nSocket, &info) == 0 ? info.st_ino : 0;
+// What the kernel calls a socket as long as it runs; 0 when the number is not that of a socket. An
+// inode's number would not do: it may be that of a file on another device.
+std::uint64_t CookieOf(int nSocket) {
+    std::uint64_t ullCookie = 0;
+    socklen_t uSize = sizeof ullCookie;
+    return ::getsockopt(nSocket, SOL_SOCKET, SO_COOKIE, &ullCookie, &uSize) == 0 ? ullCookie : 0;
 }
 
 int ConnectAddress(const addrinfo& address, const CDeadline& deadline, int& nError) {
@@ -65,12 +66,12 @@ int ConnectAddress(const addrinfo& address, const CDeadline& deadline, int& nErr
 }  // namespace
 
 COwnSocket::~COwnSocket() {
-    if (m_nSocket >= 0 && InodeOf(m_nSocket) == m_ullInode) ::close(m_nSocket);
+    if (m_ullCookie != 0 && CookieOf(m_nSocket) == m_ullCookie) ::close(m_nSocket);
 }
 
 void COwnSocket::Own(int nSocket) {
     m_nSocket = nSocket;
-    m_ullInode = InodeOf(nSocket);
+    m_ullCookie = CookieOf(nSocket);
 }
 
 int ConnectTcp(const std::string& strHost, unsigned int uPort, const CDeadline& deadline,

@@ -1,6 +1,7 @@
 #ifndef QEL_STANDALONE_SFTP_TCPCONNECT_H
 #define QEL_STANDALONE_SFTP_TCPCONNECT_H
 
+#include <cstdint>
 #include <string>
 
 #include "standalone/sftp/deadline.h"
@@ -28,7 +29,7 @@ public:
 
 private:
     int m_nSocket = -1;
-    unsigned long long m_ullInode = 0;  // of the socket; never reused while it is open
+    std::uint64_t m_ullCookie = 0;  // the socket's; no other one ever has it
 };
 
 }  // namespace sftpwrapper
