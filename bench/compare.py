@@ -1,162 +1,274 @@
 #!/usr/bin/env python3
-"""Measures the library and its peers on the same work against one server, in one run.
+"""Measures the library and its peers on the same work against the same server, in one run.
 
-usage: compare.py BUILD_DIR [--runs N] [--only PATTERN] [--out DIR] [--mib N]
-
-Every piece of work is done by each peer in turn, A B C A B C ..., after one warm-up each that also
-checks what arrived. Prints a Markdown table of medians, spread and ratios to ours, and writes
-results.md, results.json and results.svg to DIR. Says what falls short of the goals; never fails on
-a time.
+Every piece of work is done by each peer in turn, A B C A B C ..., after one warm-up each; what
+arrived is compared with what was sent after each run. Prints a Markdown table a work, and at the
+end which goals are met; writes results.md, results.json, results.svg and results.png. Slow is no
+error: the exit code is 1 only when a program did not do its work.
 """
 
 import argparse
-import fnmatch
+import contextlib
+import dataclasses
+import datetime
 import json
 import os
 import pathlib
-import re
 import shutil
+import signal
 import statistics
 import subprocess
 import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
+import machine  # noqa: E402
+import report  # noqa: E402
 from chart import bar_chart  # noqa: E402
-from servers import Vsftpd  # noqa: E402
-from work import GOALS, works  # noqa: E402
+from clients import FtpClients, SftpClients  # noqa: E402
+from goals import evaluate  # noqa: E402
+from measure import Failure, calls_per_unit, interleaved, summary  # noqa: E402
+from servers import PROJECT, Relay, Sshd, Vsftpd, give  # noqa: E402
+from work import QUICK, ROUND_TRIP, Files, Sizes, Works, chosen  # noqa: E402
+
+PRIMED_GIB = 6  # more than what is written at once
+PAGE = PROJECT / "docs" / "performance.md"
 
 
-def timed(runner, command, environment):
-    """Runs a command to its end: wall and processor seconds, peak memory in KiB."""
-    reading, writing = os.pipe()
-    done = subprocess.run([runner, str(writing), *command], env=environment,
-                          stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                          stderr=subprocess.PIPE, pass_fds=[writing])
-    os.close(writing)
-    with os.fdopen(reading) as figures:
-        line = figures.read()
-    if done.returncode != 0:
-        raise RuntimeError(f"{command} failed: {done.stderr.decode(errors='replace')[-500:]}")
-    wall, cpu, peak = line.split()
-    return {"wall": float(wall), "cpu": float(cpu), "peak": int(peak)}
+def tell(text=""):
+    print(text, flush=True)
 
 
-def system_calls(command, environment):
-    """How many system calls the command and its children make; None without strace."""
-    if shutil.which("strace") is None:
-        return None
-    with tempfile.NamedTemporaryFile() as counts:
-        subprocess.run(["strace", "-f", "-c", "-U", "calls,name", "-o", counts.name, *command],
-                       env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                       check=True)
-        lines = pathlib.Path(counts.name).read_text().splitlines()
-    return next(int(line.split()[0]) for line in lines if line.split()[-1:] == ["total"])
+def arguments():
+    parser = argparse.ArgumentParser(prog="bench/compare.sh", description=__doc__.split("\n\n")[0])
+    parser.add_argument("--build", type=pathlib.Path, default=PROJECT / "build/bench",
+                        help="the build tree with the programs (build/bench)")
+    parser.add_argument("--only", nargs="+", metavar="WORK", default=[],
+                        help="works by name, with wildcards: 'far-*'")
+    parser.add_argument("--list", action="store_true", help="name the works and end")
+    parser.add_argument("--runs", type=int, help="counted runs (7)")
+    parser.add_argument("--quick", action="store_true",
+                        help="3 runs of tiny works: shows that all of it works, and nothing about "
+                             "speed")
+    parser.add_argument("--no-strace", action="store_true", help="do not count system calls")
+    parser.add_argument("--out", type=pathlib.Path, help="where results go (BUILD/results)")
+    parser.add_argument("--write", action="store_true",
+                        help="put the results into docs/performance.md as well")
+    for field in dataclasses.fields(Sizes):
+        parser.add_argument("--" + field.name.replace("_", "-"), type=int, help=argparse.SUPPRESS)
+    for server in ("vsftpd", "sshd"):
+        parser.add_argument("--" + server, type=pathlib.Path,
+                            help=f"where {server} is, or is to be unpacked (BUILD/servers)")
+    chosen_ones = parser.parse_args()
+    if chosen_ones.write and chosen_ones.quick:
+        parser.error("--quick shows nothing that should be written")
+    if chosen_ones.runs is not None and chosen_ones.runs < 1:
+        parser.error("--runs wants a number above 0")
+    return chosen_ones
 
 
-def measure(runner, work, runs):
-    peers = work.peers
-    rows = {name: {"samples": []} for name in peers}
-    for run in range(runs + 1):
-        for name, peer in peers.items():
-            work.prepare()
-            sample = timed(runner, peer.command, peer.environment)
-            if run == 0:
-                work.check(name)
-            else:
-                rows[name]["samples"].append(sample)
-    for name, peer in peers.items():
-        work.prepare()
-        rows[name]["calls"] = system_calls(peer.command, peer.environment)
-    return rows
+def sizes_of(options):
+    given = {field.name: getattr(options, field.name) for field in dataclasses.fields(Sizes)
+             if getattr(options, field.name) is not None}
+    return dataclasses.replace(QUICK if options.quick else Sizes(), **given)
 
 
-def summary(work, rows):
-    ours = statistics.median(s["wall"] for s in rows[work.ours]["samples"])
-    table = []
-    for name, row in rows.items():
-        walls = sorted(s["wall"] for s in row["samples"])
-        median = statistics.median(walls)
-        table.append({
-            "work": work.name, "peer": name, "median_s": median, "min_s": walls[0],
-            "max_s": walls[-1], "ours_to_peer": ours / median,
-            "cpu_s": statistics.median(s["cpu"] for s in row["samples"]),
-            "peak_kib": max(s["peak"] for s in row["samples"]),
-            "calls": row["calls"],
-            "calls_per_mib": row["calls"] / work.mib if work.mib and row["calls"] else None})
-    return table
+@contextlib.contextmanager
+def scene(options, sizes):
+    """Servers and files in memory; gives all works and the servers' versions."""
+    build = options.build.resolve()
+    memory = "/dev/shm" if os.path.isdir("/dev/shm") else None
+    with contextlib.ExitStack() as stack:
+        folder = pathlib.Path(stack.enter_context(
+            tempfile.TemporaryDirectory(dir=memory, prefix="qelbench-")))
+        os.chmod(folder, 0o755)
+        files = Files(folder, sizes)
+        vsftpd = Vsftpd(options.vsftpd or build / "servers/vsftpd", folder, files.root)
+        give(files.root, vsftpd.runs_as)
+        os.chmod(files.stored, 0o777)  # two servers with users of their own write there
+        ftp = stack.enter_context(vsftpd)
+        ssh = stack.enter_context(
+            Sshd(options.sshd or build / "servers/sshd", folder, files.root))
+
+        def over(server, milliseconds):
+            relay = Relay(build / "bin/bench_relay", server, milliseconds, server is ftp)
+            return stack.enter_context(relay).port
+
+        def clients(kind, server, port):
+            return kind(build / "bin", server, port, files, folder)
+
+        works = Works(sizes, files, clients(FtpClients, ftp, ftp.port),
+                      clients(FtpClients, ftp, over(ftp, ROUND_TRIP)),
+                      clients(SftpClients, ssh, ssh.port),
+                      clients(SftpClients, ssh, over(ssh, ROUND_TRIP)),
+                      clients(FtpClients, ftp, over(ftp, 0)))
+        scratch = folder / "scratch"
+        scratch.mkdir()
+        versions = [(server.home / "versions").read_text().strip() for server in (ftp, ssh)]
+        yield works, scratch, versions
 
 
-def markdown(results):
-    lines = []
-    for work in dict.fromkeys(row["work"] for row in results):
-        lines += ["", f"### {work}", "",
-                  "| | median s | min to max s | ours : this | CPU s | peak MiB | system calls | a MiB |",
-                  "|---|---|---|---|---|---|---|---|"]
-        for row in (r for r in results if r["work"] == work):
-            calls = "" if row["calls"] is None else f"{row['calls']:,}"
-            per_mib = "" if row["calls_per_mib"] is None else f"{row['calls_per_mib']:.0f}"
-            lines.append(f"| {row['peer']} | {row['median_s']:.3f} | {row['min_s']:.3f} to "
-                         f"{row['max_s']:.3f} | {row['ours_to_peer']:.2f} | {row['cpu_s']:.3f} | "
-                         f"{row['peak_kib'] / 1024:.1f} | {calls} | {per_mib} |")
-    return "\n".join(lines)
+def measured(work, options, runs, scratch):
+    """The rows of one work."""
+    runner = options.build.resolve() / "bin/bench_run"
+    samples, failed = interleaved(runner, work, scratch, runs, tell)
+    calls = {}
+    if not options.no_strace:
+        work = dataclasses.replace(work, peers={name: peer for name, peer in work.peers.items()
+                                                if name not in failed})
+        try:
+            calls = calls_per_unit(work, scratch)
+        except Failure as failure:
+            tell(f"{work.name}: system calls not counted: {failure}")
+    return summary(work, samples, failed, calls)
 
 
-def shortfalls(results):
-    found = []
-    for goal in GOALS:
-        for row in results:
-            if fnmatch.fnmatch(row["work"], goal.work) and fnmatch.fnmatch(row["peer"], goal.peer):
-                if row["ours_to_peer"] > goal.ratio:
-                    found.append(f"{row['work']}: {row['ours_to_peer']:.2f} of {row['peer']}, "
-                                 f"the goal is {goal.ratio}")
-    return found
+def parser_speed(program):
+    """Lines a second of the listing parser, the median of some repetitions."""
+    done = subprocess.run([program, "--benchmark_filter=^ListingUnix$", "--benchmark_format=json",
+                           "--benchmark_repetitions=5", "--benchmark_min_time=0.1"],
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
+    runs = [run for run in json.loads(done.stdout)["benchmarks"]
+            if run["run_type"] == "iteration"]
+    return statistics.median(run["lines/s"] for run in runs)
 
 
-def machine():
-    text = pathlib.Path("/proc/cpuinfo").read_text()
-    model = re.search(r"model name\s*: (.*)", text)
-    memory = re.search(r"MemTotal:\s*(\d+)", pathlib.Path("/proc/meminfo").read_text())
-    return (f"{model.group(1) if model else 'unknown processor'}, {os.cpu_count()} cores, "
-            f"{int(memory.group(1)) // 1048576} GiB, Linux {os.uname().release}, "
-            f"loopback, files in memory; load before the run: {os.getloadavg()[0]:.1f}")
+def duration(seconds):
+    minutes = round(seconds / 60)
+    return f"{minutes // 60} h {minutes % 60} min" if minutes >= 60 else f"{minutes} min"
+
+
+def estimate(works, runs):
+    """Seconds, from what each work took on a machine with two processors."""
+    return sum(work.estimate * len(work.peers) * (runs + 1 + (3 if work.counted else 0))
+               for work in works)
+
+
+class Results:
+    """What was measured so far, as it is written after every work: a run takes hours."""
+
+    def __init__(self, options, sizes, runs, works, every):
+        self.options, self.works, self.every = options, works, every
+        self.folder = options.out or options.build / "results"
+        self.ours = {work.name: work.ours for work in works}
+        self.rows, self.about, self.lines_per_s = [], [], None
+        self.settings = [
+            f"{datetime.date.today()}; {runs} counted runs of each after a warm-up, by turns; "
+            f"files in memory, small ones of 2 KiB, the large one of {sizes.mib:,} MiB"]
+        if options.quick:
+            self.settings.append("**tiny works (--quick): shows nothing about speed**")
+
+    @property
+    def verdicts(self):
+        return evaluate(self.rows, self.lines_per_s)
+
+    def text(self):
+        done = report.works_of(self.rows)
+        left_out = [work.name for work in self.every if work.name not in done]
+        settings = list(self.settings)
+        if left_out:
+            settings.append(f"not measured in this run: {', '.join(left_out)}")
+        return report.report(self.about + settings, self.rows, self.ours, self.verdicts)
+
+    def write(self):
+        self.folder.mkdir(parents=True, exist_ok=True)
+        (self.folder / "results.md").write_text("# Side by side\n\n" + self.text())
+        data = {"machine": self.about, "settings": self.settings,
+                "parser_lines_per_s": self.lines_per_s, "rows": self.rows,
+                "goals": [vars(verdict) | {"met": verdict.met} for verdict in self.verdicts]}
+        (self.folder / "results.json").write_text(json.dumps(data, indent=1) + "\n")
+        (self.folder / "results.svg").write_text(bar_chart(self.rows, self.ours))
+
+    def draw(self):
+        """The chart as PNG. False without the program for it."""
+        if shutil.which("rsvg-convert") is None:
+            tell("No results.png: rsvg-convert (librsvg2-bin) is not installed.")
+            return False
+        subprocess.run(["rsvg-convert", "-o", self.folder / "results.png",
+                        self.folder / "results.svg"], check=True)
+        return True
+
+    def write_page(self):
+        picture = "\n![Times beside ours](performance.svg)\n"
+        PAGE.write_text(report.replaced(PAGE.read_text(), self.text() + picture))
+        for kind in ("svg", "png"):
+            shutil.copy(self.folder / f"results.{kind}", PAGE.with_name(f"performance.{kind}"))
+
+    def failed(self):
+        return [f"{row['peer']} in {row['work']}" for row in self.rows if row["failed"] is not None]
+
+
+def busy_now(options):
+    """The share that others take of the processors; None of tiny works, which show no times."""
+    return None if options.quick else machine.busy_share()
+
+
+def announce(results, works, runs, busy):
+    tell("\n".join(results.about))
+    if busy is not None and busy > machine.BUSY:
+        tell(f"WARNING: others keep {busy:.0%} of the processors busy; times will show little.")
+    tell(f"{len(works)} works, {runs} counted runs each: about "
+         f"{duration(estimate(works, runs))} on two idle processors.")
+
+
+def measure_all(options, sizes, runs):
+    """Everything that was asked for; None when only the names were."""
+    with scene(options, sizes) as (catalogue, scratch, servers):
+        every = list(catalogue.all())
+        if options.list:
+            tell("\n".join(f"{work.name:20} {work.title}" for work in every))
+            return None
+        works = chosen(every, options.only)
+        results = Results(options, sizes, runs, works, every)
+        results.about = machine.description(PROJECT, servers)
+        busy = busy_now(options)
+        announce(results, works, runs, busy)
+        if not options.quick:
+            machine.prime(scratch, min(PRIMED_GIB, machine.memory_gib("MemAvailable") / 2))
+        for work in works:
+            rows = measured(work, options, runs, scratch)
+            tell("\n" + report.table(rows, work.ours))
+            results.rows += rows
+            results.write()
+    if busy is not None:
+        results.about.append(f"taken by others: {busy:.0%} of the processors' time before the "
+                             f"run, {busy_now(options):.0%} after it")
+    micro = options.build / "bin/qel_micro"
+    if micro.exists():
+        results.lines_per_s = parser_speed(micro)
+    return results
+
+
+def compare(options, sizes):
+    results = measure_all(options, sizes, options.runs or (3 if options.quick else 7))
+    if results is None:
+        return 0
+    results.write()
+    drawn = results.draw()
+    if options.write and drawn:
+        results.write_page()
+    short = report.short_of(results.verdicts) or ["none of those measured"]
+    tell("\nShort of the goals:\n" + "\n".join("  " + line for line in short))
+    tell(f"\nAll of it is in {results.folder}.")
+    if results.failed():
+        tell(f"Did not do their work: {', '.join(results.failed())}")
+    return 1 if results.failed() else 0
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("build", type=pathlib.Path)
-    parser.add_argument("--runs", type=int, default=7)
-    parser.add_argument("--only", default="*", help="names of works, with wildcards")
-    parser.add_argument("--mib", type=int, default=1024, help="size of the large file")
-    parser.add_argument("--out", type=pathlib.Path, default=None)
-    arguments = parser.parse_args()
-
-    header = f"Machine: {machine()}. {arguments.runs} counted runs each."
-    print(header, flush=True)
-    runner = arguments.build.resolve() / "bin" / "bench_run"
-    results = []
-    memory = "/dev/shm" if os.path.isdir("/dev/shm") else None
-    with tempfile.TemporaryDirectory(dir=memory, prefix="qelbench-") as folder:
-        os.chmod(folder, 0o755)
-        with Vsftpd(arguments.build, pathlib.Path(folder)) as server:
-            for work in works(arguments.build, pathlib.Path(folder), server, arguments.mib):
-                if not fnmatch.fnmatch(work.name, arguments.only):
-                    continue
-                rows = measure(runner, work, arguments.runs)
-                results += summary(work, rows)
-                print(markdown(results[-len(rows):]), flush=True)
-
-    missed = shortfalls(results)
-    report = "\n".join(["# Side by side", "", header, markdown(results), "", "### Short of the goals",
-                        "", *([f"- {line}" for line in missed] or ["None."]), ""])
-    print("\nShort of the goals:", *(missed or ["none"]), sep="\n  ")
-    if arguments.out:
-        arguments.out.mkdir(parents=True, exist_ok=True)
-        (arguments.out / "results.md").write_text(report)
-        (arguments.out / "results.json").write_text(
-            json.dumps({"machine": header, "results": results}, indent=1))
-        (arguments.out / "results.svg").write_text(bar_chart(results))
+    # Servers and files are taken away also when somebody ends the run.
+    for number in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda *_: sys.exit(130))
+    options = arguments()
+    sizes = sizes_of(options)
+    need = 4 * sizes.mib / 1024 + 0.5
+    if machine.memory_gib("MemAvailable") < need:
+        sys.exit(f"This wants {need:.1f} GiB of free memory.")
+    try:
+        return compare(options, sizes)
+    except ValueError as error:
+        sys.exit(str(error))
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())

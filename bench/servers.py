@@ -1,18 +1,23 @@
-"""The server that everything is measured against: a private vsftpd on a loopback port."""
+"""What everything is measured against: a private vsftpd and sshd on loopback ports, and a relay
+that makes them distant."""
 
+import ctypes
 import os
 import pathlib
 import pwd
 import secrets
 import shutil
+import signal
 import socket
 import subprocess
 import time
 
 PROJECT = pathlib.Path(__file__).resolve().parent.parent
-NOBODY = 65534
+ADDRESS = "127.0.0.1"
+PR_SET_PDEATHSIG = 1
+LIBC = ctypes.CDLL(None)
 
-CONFIG = """listen=YES
+VSFTPD = """listen=YES
 listen_ipv6=NO
 background=NO
 run_as_launching_user=YES
@@ -34,62 +39,162 @@ xferlog_enable=NO
 max_per_ip=0
 """
 
+SSHD = """PidFile none
+UsePAM no
+StrictModes no
+UseDNS no
+MaxStartups 100
+PasswordAuthentication no
+KbdInteractiveAuthentication no
+Subsystem sftp internal-sftp
+"""
+
+
+def other_user(name):
+    """Who runs a server: another user when we are root, which a server would not serve, else we."""
+    return pwd.getpwnam(name) if os.geteuid() == 0 else pwd.getpwuid(os.geteuid())
+
+
+def with_us():
+    """In a server's process before it starts: ends when we do."""
+    LIBC.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
+
 
 def free_port():
     with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
+        probe.bind((ADDRESS, 0))
         return probe.getsockname()[1]
 
 
-class Vsftpd:
-    def __init__(self, build, folder):
-        self.address = "127.0.0.1"
-        self.user = "anonymous"
-        self.password = secrets.token_hex(8)
-        self.home = folder / "server"
-        self.root = folder / "root"
-        self.process = None
-        unpacked = pathlib.Path(build).resolve() / "bench-vsftpd"
-        subprocess.run([PROJECT / "tests/server/fetch-vsftpd.sh", unpacked], check=True)
-        shutil.copytree(unpacked, self.home)
-        self.root.mkdir()
+def give(path, user):
+    """Makes a tree the user's."""
+    if os.geteuid() != 0:
+        return
+    os.chown(path, user.pw_uid, user.pw_gid)
+    for folder, names, files in os.walk(path):
+        for name in names + files:
+            os.chown(os.path.join(folder, name), user.pw_uid, user.pw_gid)
 
-    def own(self, path):
-        """Makes a tree the server's, which runs as nobody when we are root."""
-        if os.geteuid() != 0:
-            return
-        os.chown(path, NOBODY, NOBODY)
-        for folder, names, files in os.walk(path):
-            for name in names + files:
-                os.chown(os.path.join(folder, name), NOBODY, NOBODY)
 
-    def __enter__(self):
-        self.port = free_port()
-        user = pwd.getpwuid(NOBODY if os.geteuid() == 0 else os.geteuid()).pw_name
-        (self.home / "vsftpd.conf").write_text(
-            CONFIG + f"listen_address={self.address}\nlisten_port={self.port}\n"
-            f"ftp_username={user}\nanon_root={self.root}\n"
-            f"email_password_file={self.home}/passwords\n")
-        (self.home / "passwords").write_text(self.password + "\n")
-        self.own(self.home)
-        self.own(self.root)
-        demote = {"user": NOBODY, "group": NOBODY, "extra_groups": []} if os.geteuid() == 0 else {}
-        self.process = subprocess.Popen(
-            ["./vsftpd", "vsftpd.conf"], cwd=self.home, stdin=subprocess.DEVNULL,
-            env={"LD_LIBRARY_PATH": str(self.home / "lib")}, **demote)
-        for _ in range(200):
+def fetch(folder, package, program):
+    """The program of a Debian package, unpacked into the folder, unless it is there already."""
+    subprocess.run([PROJECT / "scripts/fetch-package.sh", folder, package, "--", program],
+                   check=True)
+
+
+class Server:
+    """A server program that is ready when it greets."""
+
+    ATTEMPTS = 3  # a port that is free now may be taken a moment later
+
+    def __init__(self, name, folder, greeting):
+        self.name, self.home, self.greeting = name, folder / name, greeting
+        self.address, self.port, self.process = ADDRESS, 0, None
+
+    def start(self, command, user, environment):
+        demote = {}
+        if os.geteuid() == 0:
+            demote = {"user": user.pw_uid, "group": user.pw_gid, "extra_groups": []}
+        with open(self.home / "log", "ab") as log:
+            self.process = subprocess.Popen(command, cwd=self.home, env=environment, stdout=log,
+                                            stderr=log, stdin=subprocess.DEVNULL,
+                                            preexec_fn=with_us, **demote)
+        return self.greets()
+
+    def greets(self):
+        end = time.monotonic() + 10
+        while time.monotonic() < end and self.process.poll() is None:
             try:
                 with socket.create_connection((self.address, self.port), timeout=1) as probe:
-                    if probe.recv(3) == b"220":
-                        return self
+                    if probe.recv(len(self.greeting)) == self.greeting:
+                        return True
             except OSError:
                 pass
-            if self.process.poll() is not None:
-                break
-            time.sleep(0.05)
-        self.__exit__(None, None, None)
-        raise RuntimeError("vsftpd does not start")
+            time.sleep(0.02)
+        self.stop()
+        return False
+
+    def stop(self):
+        if self.process is not None:
+            self.process.kill()
+            self.process.wait()
+            self.process = None
+
+    def __enter__(self):
+        for _ in range(self.ATTEMPTS):
+            self.port = free_port()
+            if self.launch():
+                return self
+        log = (self.home / "log").read_text(errors="replace")
+        raise RuntimeError(f"{self.name} does not start:\n{log}")
 
     def __exit__(self, *_):
-        self.process.terminate()
+        self.stop()
+
+
+class Vsftpd(Server):
+    """unpacked: where the program is, or is put; root: the login directory."""
+
+    def __init__(self, unpacked, folder, root):
+        super().__init__("vsftpd", folder, b"220")
+        self.root, self.password = root, secrets.token_hex(8)
+        self.user = "anonymous"
+        self.runs_as = other_user("nobody")
+        fetch(unpacked, "vsftpd", "/usr/sbin/vsftpd")
+        shutil.copytree(unpacked, self.home)
+        (self.home / "passwords").write_text(self.password + "\n")
+
+    def launch(self):
+        (self.home / "vsftpd.conf").write_text(
+            VSFTPD + f"listen_address={self.address}\nlisten_port={self.port}\n"
+            f"ftp_username={self.runs_as.pw_name}\nanon_root={self.root}\n"
+            f"email_password_file={self.home}/passwords\n")
+        give(self.home, self.runs_as)
+        return self.start(["./vsftpd", "vsftpd.conf"], self.runs_as,
+                          {"LD_LIBRARY_PATH": str(self.home / "lib")})
+
+
+class Sshd(Server):
+    """unpacked: where the program is, or is put; root: the login directory."""
+
+    def __init__(self, unpacked, folder, root):
+        super().__init__("sshd", folder, b"SSH-")
+        self.root = root
+        # Not nobody, whom libnss-systemd calls locked.
+        self.runs_as = other_user("games")
+        self.user = self.runs_as.pw_name
+        fetch(unpacked, "openssh-server", "/usr/sbin/sshd")
+        shutil.copytree(unpacked, self.home)
+        self.key = folder / "key"
+        for path in (self.home / "host_key", self.key):
+            subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-C", "bench",
+                            "-f", path], check=True)
+        shutil.copy(f"{self.key}.pub", self.home / "authorized_keys")
+        self.host_key = " ".join((self.home / "host_key.pub").read_text().split()[:2])
+
+    def launch(self):
+        (self.home / "config").write_text(
+            SSHD + f"ListenAddress {self.address}:{self.port}\nHostKey {self.home}/host_key\n"
+            f"AuthorizedKeysFile {self.home}/authorized_keys\n"
+            f"ForceCommand internal-sftp -d {self.root}\n")
+        give(self.home, self.runs_as)
+        return self.start([self.home / "sshd", "-D", "-e", "-f", self.home / "config"],
+                          self.runs_as, {"LD_LIBRARY_PATH": str(self.home / "lib")})
+
+
+class Relay:
+    """A line to a server on which a round trip takes so many milliseconds."""
+
+    def __init__(self, program, server, milliseconds, ftp):
+        words = [program, server.port, milliseconds] + (["ftp"] if ftp else [])
+        self.process = subprocess.Popen([str(word) for word in words], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, text=True, preexec_fn=with_us)
+        self.port = int(self.process.stdout.readline())
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.stdin.close()
         self.process.wait()
+        self.process.stdout.close()

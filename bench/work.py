@@ -1,54 +1,50 @@
-"""What is done, by whom, and what it should cost beside them."""
+"""What is done: the files that are moved, and the pieces of work with their peers."""
 
 import dataclasses
-import filecmp
+import fnmatch
 import os
-import pathlib
 import shutil
 from collections.abc import Callable
 
-SMALL_FILES = 1000
+from clients import Peer
+from measure import Failure
+
 SMALL_SIZE = 2048
 SESSIONS = 8
+LOG_INS = 20
+ROUND_TRIP = 20  # milliseconds
 
 
 @dataclasses.dataclass
-class Peer:
-    command: list
-    environment: dict
+class Sizes:
+    mib: int = 1024        # the large file
+    small: int = 1000      # small files
+    far_small: int = 100   # small files over the long line: each costs several round trips
+    entries: int = 10000   # of the listing; the long one has ten times as many
+    counted_mib: int = 64  # more of the larger of the two files to count system calls by
+
+
+QUICK = Sizes(mib=8, small=20, far_small=5, entries=500, counted_mib=4)
+
+
+@dataclasses.dataclass
+class Part:
+    """A size of a work: its peers, and how many units of it they do."""
+    peers: dict
+    units: float
 
 
 @dataclasses.dataclass
 class Work:
     name: str
-    peers: dict
-    ours: str
-    mib: float = 0
+    title: str
+    peers: dict[str, Peer]
+    unit: str
+    estimate: float  # seconds of one run of one peer on two idle cores, checking included
+    ours: str = "ours"
     prepare: Callable = lambda: None
-    check: Callable = lambda peer: None
-
-
-@dataclasses.dataclass
-class Goal:
-    work: str
-    peer: str
-    ratio: float
-
-
-GOALS = [
-    Goal("login + close", "libcurl", 1.0),
-    Goal("list 10000", "curl", 1.1),
-    Goal("list 100000", "curl", 1.1),
-    Goal("get 1000 x 2 KiB", "Poco", 1.0),
-    Goal("get 1000 x 2 KiB", "libcurl", 0.8),
-    Goal("get 1000 x 2 KiB", "lftp", 0.5),
-    Goal("put 1000 x 2 KiB", "[!ob]*", 0.75),
-    Goal("get large, 1 KiB", "libcurl, 1 KiB", 1.0),
-    Goal("get large, 256 KiB", "libcurl", 0.85),
-    Goal("get large, 256 KiB", "bare", 1.15),
-    Goal("put large, 1 KiB", "libcurl", 0.8),
-    Goal("put large, 256 KiB", "libcurl", 0.6),
-]
+    counted: list[Part] | None = None
+    limit: float = 120  # seconds; who takes longer has failed
 
 
 def pattern(size, seed):
@@ -58,154 +54,207 @@ def pattern(size, seed):
     return block * whole + block[:rest]
 
 
+def same(expected, found):
+    """Whether two files are equal, byte by byte."""
+    try:
+        with open(expected, "rb", buffering=0) as one, open(found, "rb", buffering=0) as other:
+            while True:
+                a, b = one.read(1 << 20), other.read(1 << 20)
+                if a != b:
+                    return False
+                if not a:
+                    return True
+    except FileNotFoundError:
+        return False
+
+
+def expect_files(expected, found, count):
+    """FOUND holds f0 ... f(count-1) as in EXPECTED and nothing else; else Failure."""
+    names = {f"f{n}" for n in range(count)}
+    there = set(os.listdir(found))
+    if there != names:
+        missing, more = sorted(names - there), sorted(there - names)
+        raise Failure(f"{len(missing)} of {count} files did not arrive {missing[:3]}, "
+                      f"{len(more)} should not be there {more[:3]}")
+    for name in names:
+        if not same(expected / name, found / name):
+            raise Failure(f"{name} arrived with other bytes, "
+                          f"{(found / name).stat().st_size} of them")
+
+
 class Files:
-    """The files that are moved, at the server and here."""
+    """The files at the server and here."""
 
-    def __init__(self, folder, server, mib):
-        self.server_root = server.root
-        self.here = folder / "here"
-        self.target = folder / "target"
-        for name in ("small", "large", "stored"):
-            (self.server_root / name).mkdir()
-            (self.here / name).mkdir(parents=True)
-        self.target.mkdir()
-        for n in range(SMALL_FILES):
-            for base in (self.server_root, self.here):
-                (base / "small" / f"f{n}").write_bytes(pattern(SMALL_SIZE, n))
-        large = pattern(1 << 20, 7)
-        for base in (self.server_root, self.here):
-            with open(base / "large" / "f0", "wb") as file:
-                for n in range(mib):
-                    file.write(n.to_bytes(8, "big") + large[8:])
-        for count in (10000, 100000):
-            listed = self.server_root / f"list{count}"
-            listed.mkdir()
-            for n in range(count):
-                os.close(os.open(listed / f"report-{n}.csv", os.O_CREAT | os.O_WRONLY, 0o644))
-        server.own(self.server_root)
+    def __init__(self, folder, sizes):
+        self.root, self.here, self.target = folder / "root", folder / "here", folder / "target"
+        self.stored = self.root / "stored"
+        for path in (self.root, self.here, self.target, self.stored):
+            path.mkdir()
+        self.batch("small", sizes.small, SMALL_SIZE)
+        self.batch("far", sizes.far_small, SMALL_SIZE)
+        self.batch("large", 1, sizes.mib << 20)
+        self.batch("count-less", 1, 1 << 20)
+        self.batch("count-more", 1, (1 + sizes.counted_mib) << 20)
+        self.listing("list", sizes.entries)
+        self.listing("long", sizes.entries * 10)
 
-    def clear_target(self):
+    def batch(self, name, count, size):
+        """The same files on both sides; only read, so that one in memory does."""
+        (self.root / name).mkdir()
+        (self.here / name).mkdir()
+        block = pattern(min(size, 1 << 20), 7)
+        for n in range(count):
+            with open(self.root / name / f"f{n}", "wb") as file:
+                for start in range(0, size, 1 << 20):
+                    file.write((n + start).to_bytes(8, "big") + block[8:])
+            os.link(self.root / name / f"f{n}", self.here / name / f"f{n}")
+
+    def listing(self, name, count):
+        (self.root / name).mkdir()
+        for n in range(count):
+            path = self.root / name / f"report-{n}.csv"
+            os.close(os.open(path, os.O_CREAT | os.O_WRONLY, 0o644))
+
+    def clear(self):
         shutil.rmtree(self.target)
         self.target.mkdir()
-
-    def clear_stored(self):
-        for path in (self.server_root / "stored").iterdir():
+        for path in self.stored.iterdir():
             path.unlink()
 
-    def check_target(self, source, count):
-        for n in range(count):
-            if not filecmp.cmp(self.server_root / source / f"f{n}", self.target / f"f{n}", False):
-                raise RuntimeError(f"{source}/f{n} did not arrive whole")
+    def clear_for_sessions(self):
+        self.clear()
+        for n in range(SESSIONS):
+            (self.target / str(n)).mkdir()
 
-    def check_stored(self, source, count):
-        for n in range(count):
-            stored = self.server_root / "stored" / f"f{n}"
-            if not filecmp.cmp(self.here / source / f"f{n}", stored, False):
-                raise RuntimeError(f"{source}/f{n} was not stored whole")
+    def checked(self, peers, direction, folder, count):
+        """The peers, whose files are looked at after each run."""
+        found = self.target if direction == "get" else self.stored
+
+        def verify(before):
+            def both(output):
+                before(output)
+                expect_files(self.here / folder, found, count)
+            return both
+        return {name: dataclasses.replace(peer, verify=verify(peer.verify))
+                for name, peer in peers.items()}
+
+    def checked_sessions(self, peers, folder, count):
+        def verify(before):
+            def all_copies(output):
+                before(output)
+                for n in range(SESSIONS):
+                    expect_files(self.here / folder, self.target / str(n), count)
+            return all_copies
+        return {name: dataclasses.replace(peer, verify=verify(peer.verify))
+                for name, peer in peers.items()}
 
 
-def works(build, folder, server, mib):
-    build = pathlib.Path(build).resolve()
-    files = Files(folder, server, mib)
-    common = dict(os.environ, BENCH_ADDRESS=server.address, BENCH_PORT=str(server.port),
-                  BENCH_USER=server.user, BENCH_PASSWORD=server.password,
-                  QELFTP_PASSWORD=server.password, QEL_LOG_LEVEL="off", LC_ALL="C.UTF-8",
-                  HOME=str(folder))
-    url = f"ftp://{server.user}@{server.address}:{server.port}"
-    secret = f"ftp://{server.user}:{server.password}@{server.address}:{server.port}"
+class Works:
+    """All works, with the clients of each server, near and far."""
 
-    def harness(name, *words, block=0):
-        program = build / "bin" / f"bench_{name}"
-        return Peer([str(program), *map(str, words)], dict(common, BENCH_BLOCK=str(block)))
+    def __init__(self, sizes, files, ftp, far_ftp, sftp, far_sftp, relayed):
+        self.sizes, self.files = sizes, files
+        self.ftp, self.far_ftp, self.sftp, self.far_sftp = ftp, far_ftp, sftp, far_sftp
+        self.relayed = relayed  # over the relay without a delay
 
-    def harnesses(*words, block=0):
-        named = {"ours": "ours", "libcurl": "curl", "Poco": "poco", "bare": "bare"}
-        return {label: harness(name, *words, block=block) for label, name in named.items()
-                if (build / "bin" / f"bench_{name}").exists()}
+    def moved(self, clients_of, direction, folder, count):
+        return self.files.checked(clients_of(direction, folder, count), direction, folder, count)
 
-    def program(*command):
-        return Peer([str(word) for word in command], common)
+    def log_in(self, name, clients, times, estimate, over=""):
+        peers = clients.log_in(times)
+        return Work(name, f"log in and close, {times} times{over}", peers, "log-in", estimate,
+                    counted=[Part(peers, times)])
 
-    def with_programs(peers, **commands):
-        for name, command in commands.items():
-            if shutil.which(command[0]) or pathlib.Path(command[0]).exists():
-                peers[name] = program(*command)
-        return peers
+    def listing(self, name, clients, folder, count, estimate, over=""):
+        peers = clients.list(folder, count)
+        return Work(name, f"list {count:,} entries{over}", peers, "entry", estimate,
+                    counted=[Part(peers, count)])
 
-    qelftp = build / "bin" / "qelftp"
+    def batch(self, name, title, clients_of, direction, folder, count, estimate, counted=True):
+        peers = self.moved(clients_of, direction, folder, count)
+        return Work(name, title, peers, "file", estimate, prepare=self.files.clear, limit=600,
+                    counted=[Part(peers, count)] if counted else None)
 
-    yield Work("login + close", harnesses("login", 20), "ours")
+    def one(self, name, title, clients_of, direction, estimate, counted=True):
+        peers = self.moved(clients_of, direction, "large", 1)
+        parts = None
+        if counted:
+            parts = [Part(self.moved(clients_of, direction, folder, 1), mib) for folder, mib in
+                     (("count-less", 1), ("count-more", 1 + self.sizes.counted_mib))]
+        return Work(name, f"{title} {self.size}", peers, "MiB", estimate * self.sizes.mib / 1024,
+                    prepare=self.files.clear, counted=parts, limit=1200)
 
-    for count in (10000, 100000):
-        yield Work(f"list {count}", with_programs(
-            harnesses("list", f"list{count}"),
-            qelftp=[qelftp, "ls", f"{url}/list{count}"],
-            curl=["curl", "-sS", "--disable-epsv", f"{secret}/list{count}/"],
-            lftp=["lftp", "-c", f"open {secret}; set ftp:prefer-epsv no; cls -l list{count}"]),
-            "ours")
+    @property
+    def size(self):
+        mib = self.sizes.mib
+        return f"{mib // 1024} GiB" if mib % 1024 == 0 else f"{mib} MiB"
 
-    small = [f"{secret}/small/f{n}" for n in range(SMALL_FILES)]
-    listed = folder / "urls"
-    listed.write_text("\n".join(small) + "\n")
-    yield Work("get 1000 x 2 KiB", with_programs(
-        harnesses("get", "small", SMALL_FILES, files.target),
-        qelftp=[qelftp, "get", *(f"{url}/small/f{n}" for n in range(SMALL_FILES)), files.target],
-        curl=["curl", "-sS", "--disable-epsv", "--output-dir", files.target,
-              "--remote-name-all", *small],
-        lftp=["lftp", "-c", f"open {secret}; set ftp:prefer-epsv no; mget -O {files.target} small/*"],
-        wget=["wget", "-q", "-P", files.target, "-i", listed]),
-        "ours", prepare=files.clear_target,
-        check=lambda peer: files.check_target("small", SMALL_FILES))
+    def near(self):
+        sizes, ftp = self.sizes, self.ftp
+        small = f"{sizes.small:,} × 2 KiB"
+        yield self.log_in("login", ftp, LOG_INS, 0.3)
+        yield self.listing("list", ftp, "list", sizes.entries, sizes.entries * 3e-5)
+        yield self.listing("list-long", ftp, "long", sizes.entries * 10, sizes.entries * 3e-4)
+        for direction in ("get", "put"):
+            yield self.batch(f"{direction}-small", f"{direction} {small}", ftp.small, direction,
+                             "small", sizes.small, sizes.small * 1e-3)
+        for direction in ("get", "put"):
+            yield self.one(f"{direction}-1k", f"{direction}, blocks of 1,024 bytes,", ftp.classic,
+                           direction, 4)
+        for direction in ("get", "put"):
+            yield self.one(f"{direction}-256k", f"{direction}, blocks of 256 KiB,", ftp.large,
+                           direction, 2)
+        peers = ftp.sessions(SESSIONS, "small", sizes.small)
+        yield Work("parallel", f"get {SESSIONS} × {small}, {SESSIONS} sessions or one",
+                   self.files.checked_sessions(peers, "small", sizes.small), "file",
+                   SESSIONS * sizes.small * 5e-4, prepare=self.files.clear_for_sessions, limit=300)
 
-    sources = [files.here / "small" / f"f{n}" for n in range(SMALL_FILES)]
-    yield Work("put 1000 x 2 KiB", with_programs(
-        harnesses("put", "stored", SMALL_FILES, files.here / "small"),
-        qelftp=[qelftp, "put", *sources, f"{url}/stored/"],
-        curl=["curl", "-sS", "--disable-epsv", "-T",
-              "{" + ",".join(map(str, sources)) + "}", f"{secret}/stored/"],
-        lftp=["lftp", "-c", f"open {secret}; set ftp:prefer-epsv no; "
-              f"mput -O stored {files.here}/small/*"]),
-        "ours", prepare=files.clear_stored,
-        check=lambda peer: files.check_stored("small", SMALL_FILES))
+    def far(self):
+        sizes, ftp = self.sizes, self.far_ftp
+        over, count = f", {ROUND_TRIP} ms", sizes.far_small
+        yield self.log_in("far-login", ftp, 3, 0.6, over)
+        yield self.listing("far-list", ftp, "list", sizes.entries, 0.5, over)
+        for direction in ("get", "put"):
+            yield self.batch(f"far-{direction}-small", f"{direction} {count:,} × 2 KiB{over}",
+                             ftp.small, direction, "far", count, count * 0.1, counted=False)
+        for direction in ("get", "put"):
+            yield self.one(f"far-{direction}-large", f"{direction}{over}, blocks of 256 KiB,",
+                           ftp.large, direction, 4, counted=False)
+        peers = self.files.checked(ftp.floor("large") | self.relay_floors(), "get", "large", 1)
+        yield Work("relay", f"what the relay lets through: the floor fetches {self.size}", peers,
+                   "MiB", 3 * sizes.mib / 1024, "floor", self.files.clear)
 
-    def large_peers(*words):
-        return {"ours": harness("ours", *words), "libcurl, 1 KiB": harness("curl", *words, block=1024),
-                "libcurl": harness("curl", *words), "Poco": harness("poco", *words),
-                "bare": harness("bare", *words)}
+    def relay_floors(self):
+        return {"floor, relay without delay": self.relayed.floor("large")["floor"],
+                "floor, no relay": self.ftp.floor("large")["floor"]}
 
-    get = ("get", "large", 1, files.target)
-    put = ("put", "stored", 1, files.here / "large")
-    for name, block in (("1 KiB", 0), ("256 KiB", 262144)):
-        peers = large_peers(*get)
-        peers["ours"] = harness("ours", *get, block=block)
-        peers["libcurl"] = harness("curl", *get, block=524288)
-        if block:
-            with_programs(peers,
-                          qelftp=[qelftp, "get", f"{url}/large/f0", files.target],
-                          curl=["curl", "-sS", "--disable-epsv", "-o", files.target / "f0",
-                                f"{secret}/large/f0"],
-                          lftp=["lftp", "-c", f"open {secret}; set ftp:prefer-epsv no; "
-                                f"get -O {files.target} large/f0"],
-                          wget=["wget", "-q", "-O", files.target / "f0", f"{secret}/large/f0"])
-        yield Work(f"get large, {name}", peers, "ours", mib, files.clear_target,
-                   lambda peer: files.check_target("large", 1))
-    for name, block in (("1 KiB", 0), ("256 KiB", 262144)):
-        peers = large_peers(*put)
-        peers["ours"] = harness("ours", *put, block=block)
-        peers["libcurl"] = harness("curl", *put, block=524288)
-        if block:
-            with_programs(peers,
-                          qelftp=[qelftp, "put", files.here / "large" / "f0", f"{url}/stored/"],
-                          curl=["curl", "-sS", "--disable-epsv", "-T", files.here / "large" / "f0",
-                                f"{secret}/stored/"],
-                          lftp=["lftp", "-c", f"open {secret}; set ftp:prefer-epsv no; "
-                                f"put -O stored {files.here}/large/f0"])
-        yield Work(f"put large, {name}", peers, "ours", mib, files.clear_stored,
-                   lambda peer: files.check_stored("large", 1))
+    def by_sftp(self):
+        sizes = self.sizes
+        for clients, prefix, over, count, folder, estimate in (
+                (self.sftp, "sftp", "", sizes.small, "small", sizes.small * 2e-3),
+                (self.far_sftp, "far-sftp", f", {ROUND_TRIP} ms", sizes.far_small, "far",
+                 sizes.far_small * 0.1)):
+            near = clients is self.sftp
+            for direction in ("get", "put"):
+                yield self.one(f"{prefix}-{direction}-large", f"sftp {direction}{over},",
+                               clients.peers, direction, 6 if near else 30, counted=near)
+            for direction in ("get", "put"):
+                yield self.batch(f"{prefix}-{direction}-small",
+                                 f"sftp {direction} {count:,} × 2 KiB{over}", clients.peers,
+                                 direction, folder, count, estimate, counted=near)
 
-    one = harness("ours", "get", "small", SMALL_FILES, files.target)
-    together = " & ".join(" ".join(one.command) for _ in range(SESSIONS)) + " & wait"
-    yield Work(f"{SESSIONS} sessions at once, get 1000 x 2 KiB each",
-               {"one session": one, "ours": Peer(["sh", "-c", together], one.environment)}, "ours",
-               prepare=files.clear_target,
-               check=lambda peer: files.check_target("small", SMALL_FILES))
+    def all(self):
+        yield from self.near()
+        yield from self.far()
+        yield from self.by_sftp()
+
+
+def chosen(works, patterns):
+    """The works that a pattern names; ValueError when one names none."""
+    works = list(works)
+    for wanted in patterns:
+        if not any(fnmatch.fnmatch(work.name, wanted) for work in works):
+            raise ValueError(f"no work is called {wanted}; there are "
+                             + ", ".join(work.name for work in works))
+    return [work for work in works
+            if not patterns or any(fnmatch.fnmatch(work.name, wanted) for wanted in patterns)]

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that a task needs: install-deps.sh build|demo|test
+# Installs the Debian packages that a task needs: install-deps.sh build|demo|test|bench
 # For root, or a user with sudo. Does nothing when all are there. The servers to test against are not
 # among them, since Debian would start them: the build unpacks their packages, for which it needs apt's
 # lists.
@@ -8,14 +8,17 @@ set -euo pipefail
 build=(g++ cmake ninja-build binutils libace-dev libspdlog-dev libfmt-dev libssl-dev
        libcli11-dev libssh-dev nlohmann-json3-dev)
 demo=("${build[@]}" openssh-client python3 python3-pyftpdlib)
-test=("${demo[@]}" clang libclang-rt-dev clang-format libgtest-dev libbenchmark-dev gcovr curl locales procps groff-base zsh
+test=("${demo[@]}" clang libclang-rt-dev clang-format clang-tidy cppcheck valgrind libgtest-dev libbenchmark-dev gcovr curl locales procps groff-base zsh
       git abigail-tools dpkg-dev file pkg-config)
+bench=("${build[@]}" libbenchmark-dev libcurl4-openssl-dev libpoco-dev curl lftp ncftp wget openssh-client
+       python3 strace librsvg2-bin)
 
 case "${1:-}" in
     build) wanted=("${build[@]}") ;;
     demo) wanted=("${demo[@]}") ;;
     test) wanted=("${test[@]}") ;;
-    *) echo "usage: ${0##*/} build|demo|test" >&2; exit 2 ;;
+    bench) wanted=("${bench[@]}") ;;
+    *) echo "usage: ${0##*/} build|demo|test|bench" >&2; exit 2 ;;
 esac
 
 as_root() {

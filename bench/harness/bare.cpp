@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr std::size_t kBlock = 256U * 1024U;
+constexpr std::size_t kBuffer = 256U * 1024U;  // of one read or write of a local file
 
 class CDescriptor {
 public:
@@ -38,14 +38,18 @@ private:
 
 class CBare : public CPeer {
 public:
-    CBare(SServer server, std::size_t nBlock)
-        : m_server(std::move(server)), m_buffer(nBlock == 0 ? kBlock : nBlock) {}
+    CBare(SServer server, const SManner& manner)
+        : m_server(std::move(server)),
+          m_nBlock(manner.nBlock == 0 ? kBuffer : std::min(manner.nBlock, kBuffer)),
+          m_bDirectoryFirst(manner.bDirectoryFirst),
+          m_buffer(kBuffer) {}
 
     void Login() override {
         m_control.Reset(Connected(m_server.usPort));
         Await('2');
         Command("USER " + m_server.strUser, '3');
         Command("PASS " + m_server.strPassword, '2');
+        if (m_bDirectoryFirst) TakeRoot();
         Command("TYPE I", '2');
     }
     void Close() override {
@@ -55,28 +59,24 @@ public:
 
     std::size_t List(const std::string& strDir) override {
         Command("CWD " + strDir, '2');
-        const CDescriptor data(Transfer("LIST"));
+        CDescriptor data(Transfer("LIST"));
         std::size_t nLines = 0;
         ssize_t nReceived = 0;
         while ((nReceived = ::recv(data.Get(), m_buffer.data(), m_buffer.size(), 0)) > 0)
             nLines += static_cast<std::size_t>(
                 std::count(m_buffer.data(), m_buffer.data() + nReceived, '\n'));
+        data.Reset(-1);
         Finish();
         return nLines;
     }
 
     void Get(const Batch& batch) override {
         for (const auto& [strRemote, strLocal] : batch) {
-            const CDescriptor data(Transfer("RETR " + strRemote));
+            CDescriptor data(Transfer("RETR", strRemote));
             const CDescriptor file(
                 ::open(strLocal.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-            ssize_t nReceived = 0;
-            while ((nReceived = ::recv(data.Get(), m_buffer.data(), m_buffer.size(), 0)) > 0) {
-                if (::write(file.Get(), m_buffer.data(), static_cast<std::size_t>(nReceived)) !=
-                    nReceived) {
-                    throw std::runtime_error("cannot write " + strLocal);
-                }
-            }
+            Receive(data.Get(), file.Get());
+            data.Reset(-1);
             Finish();
         }
     }
@@ -85,9 +85,11 @@ public:
         for (const auto& [strRemote, strLocal] : batch) {
             const CDescriptor file(::open(strLocal.c_str(), O_RDONLY | O_CLOEXEC));
             {
-                const CDescriptor data(Transfer("STOR " + strRemote));
-                while (::sendfile(data.Get(), file.Get(), nullptr, 1U << 30U) > 0) {
-                }
+                const CDescriptor data(Transfer("STOR", strRemote));
+                if (m_nBlock == kBuffer)
+                    SendWhole(data.Get(), file.Get());
+                else
+                    SendInBlocks(data.Get(), file.Get());
             }
             Finish();
         }
@@ -131,6 +133,60 @@ private:
         }
     }
 
+    void Receive(int fdData, int fdFile) {
+        std::size_t nHeld = 0;
+        ssize_t nReceived = 0;
+        while ((nReceived = ::recv(fdData, m_buffer.data() + nHeld, m_nBlock, 0)) > 0) {
+            nHeld += static_cast<std::size_t>(nReceived);
+            if (nHeld + m_nBlock <= kBuffer) continue;
+            Write(fdFile, nHeld);
+            nHeld = 0;
+        }
+        if (nHeld > 0) Write(fdFile, nHeld);
+    }
+
+    void Write(int fdFile, std::size_t nSize) {
+        if (::write(fdFile, m_buffer.data(), nSize) != static_cast<ssize_t>(nSize))
+            throw std::runtime_error("cannot write");
+    }
+
+    static void SendWhole(int fdData, int fdFile) {
+        ssize_t nSent = 0;
+        while ((nSent = ::sendfile(fdData, fdFile, nullptr, 1U << 30U)) > 0) {
+        }
+        if (nSent < 0) throw std::runtime_error("cannot send");
+    }
+
+    void SendInBlocks(int fdData, int fdFile) {
+        ssize_t nRead = 0;
+        while ((nRead = ::read(fdFile, m_buffer.data(), kBuffer)) > 0) {
+            std::size_t nSize = 0;
+            for (std::size_t n = 0; n < static_cast<std::size_t>(nRead); n += nSize) {
+                nSize = std::min(m_nBlock, static_cast<std::size_t>(nRead) - n);
+                if (::send(fdData, m_buffer.data() + n, nSize, MSG_NOSIGNAL) !=
+                    static_cast<ssize_t>(nSize))
+                    throw std::runtime_error("cannot send");
+            }
+        }
+    }
+
+    void TakeRoot() {
+        Command("PWD", '2');
+        const std::size_t nFirst = m_strReply.find('"');
+        const std::size_t nLast = m_strReply.rfind('"');
+        if (nFirst == nLast) throw std::runtime_error(m_strReply);
+        m_strRoot = m_strReply.substr(nFirst + 1, nLast - nFirst - 1);
+        if (m_strRoot == "/") m_strRoot.clear();
+    }
+
+    int Transfer(const std::string& strCommand, const std::string& strPath) {
+        const std::size_t nSlash = strPath.rfind('/');
+        if (!m_bDirectoryFirst || nSlash == std::string::npos)
+            return Transfer(strCommand + " " + strPath);
+        Command("CWD " + m_strRoot + "/" + strPath.substr(0, nSlash), '2');
+        return Transfer(strCommand + " " + strPath.substr(nSlash + 1));
+    }
+
     int Transfer(const std::string& strLine) {
         Command("PASV", '2');
         unsigned int uHigh = 0;
@@ -145,17 +201,22 @@ private:
         return data.Release();
     }
 
+    // After the data socket was closed: a server that waits for the end of it would wait for an
+    // acknowledgement that is otherwise delayed.
     void Finish() { Await('2'); }
 
     SServer m_server;
+    std::size_t m_nBlock;
+    bool m_bDirectoryFirst;
     std::vector<char> m_buffer;
     CDescriptor m_control;
     std::string m_strWaiting;
     std::string m_strReply;
+    std::string m_strRoot;
 };
 
 }  // namespace
 
-std::unique_ptr<CPeer> MakePeer(const SServer& server, std::size_t nBlock) {
-    return std::make_unique<CBare>(server, nBlock);
+std::unique_ptr<CPeer> MakePeer(const SServer& server, const SManner& manner) {
+    return std::make_unique<CBare>(server, manner);
 }

@@ -14,12 +14,12 @@ void Check(unsigned int uResult) {
 
 class COurs : public CPeer {
 public:
-    COurs(const SServer& server, std::size_t nBlock)
+    COurs(const SServer& server, const SManner& manner)
         : m_client(server.strAddress, server.usPort, server.strUser,
                    TQ_UTIL::CcipheString(server.strPassword)) {
-        if (nBlock == 0) return;  // the classic session: 1,024 bytes
+        if (manner.nBlock == 0) return;  // the classic session: 1,024 bytes
         FtpTransferOptions options;
-        options.uBlockSize = static_cast<unsigned int>(nBlock);
+        options.uBlockSize = static_cast<unsigned int>(manner.nBlock);
         m_client.setTransferOptions(options);
     }
 
@@ -54,6 +54,6 @@ private:
 
 }  // namespace
 
-std::unique_ptr<CPeer> MakePeer(const SServer& server, std::size_t nBlock) {
-    return std::make_unique<COurs>(server, nBlock);
+std::unique_ptr<CPeer> MakePeer(const SServer& server, const SManner& manner) {
+    return std::make_unique<COurs>(server, manner);
 }

@@ -15,6 +15,17 @@ struct SServer {
     unsigned short usPort = 0;
     std::string strUser;
     std::string strPassword;
+    std::string strKeyFile;  // SFTP: logs in instead of the password
+    std::string strHostKey;  // SFTP: "ssh-ed25519 AAAA..."
+};
+
+struct SManner {
+    // Bytes of one receive or send on the data connection, where the peer lets one choose; 0: the
+    // peer's own choice.
+    std::size_t nBlock = 0;
+
+    // For the floor alone: a change of directory before each file, as the library does.
+    bool bDirectoryFirst = false;
 };
 
 // Everything throws std::exception when the work is not done.
@@ -34,8 +45,7 @@ public:
     virtual void Put(const Batch& batch) = 0;
 };
 
-// nBlock: bytes of one receive or send on the data connection, where the peer lets one choose; 0:
-// the peer's own choice.
-std::unique_ptr<CPeer> MakePeer(const SServer& server, std::size_t nBlock);
+// May be called by several threads at once.
+std::unique_ptr<CPeer> MakePeer(const SServer& server, const SManner& manner);
 
 #endif

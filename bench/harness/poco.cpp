@@ -11,8 +11,8 @@ namespace {
 
 class CPoco : public CPeer {
 public:
-    CPoco(SServer server, std::size_t nBlock)
-        : m_server(std::move(server)), m_nBlock(nBlock == 0 ? 8192 : nBlock) {}
+    CPoco(SServer server, const SManner& manner)
+        : m_server(std::move(server)), m_nBlock(manner.nBlock == 0 ? 8192 : manner.nBlock) {}
 
     void Login() override {
         m_session.open(m_server.strAddress, m_server.usPort, m_server.strUser,
@@ -57,6 +57,6 @@ private:
 
 }  // namespace
 
-std::unique_ptr<CPeer> MakePeer(const SServer& server, std::size_t nBlock) {
-    return std::make_unique<CPoco>(server, nBlock);
+std::unique_ptr<CPeer> MakePeer(const SServer& server, const SManner& manner) {
+    return std::make_unique<CPoco>(server, manner);
 }

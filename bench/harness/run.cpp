@@ -1,13 +1,15 @@
-// bench_run COMMAND...: runs it and prints wall seconds, processor seconds and peak memory in KiB
-// on the descriptor 3. A small program of its own, since a process's peak memory includes that of
-// whoever forked it.
+// bench_run FD COMMAND...: runs it and writes wall seconds, processor seconds and peak memory in
+// KiB to the descriptor FD. A small program of its own, since a process's peak memory includes that
+// of whoever forked it. What it runs does not outlive it.
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -26,6 +28,7 @@ int main(int argc, char** argv) {
     const auto start = std::chrono::steady_clock::now();
     const pid_t nChild = ::fork();
     if (nChild == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         ::execvp(argv[2], argv + 2);
         std::perror(argv[2]);
         ::_exit(127);
