@@ -251,6 +251,28 @@ class SingleCommandTest : public ArrivalTest, protected CSession {};
 
 QEL_BOTH_ARRIVALS(SingleCommandTest);
 
+TEST_P(SingleCommandTest, AnyIsHeldBackAndLoggedWhenTheServerHasSpokenUnasked) {
+    ScriptedServer server{Say("421 going\r\n"), Hold(), ExpectSilence()};
+    Connect(server);
+    server.WaitUntilHeld();
+    ASSERT_TRUE(WaitReadable(m_command.m_CtrlSock.get_handle(), Millis(5000)));
+    m_command.m_Options.bVerify = true;
+    for (const SCommand& command : Commands()) {
+        if (command.pszName == std::string("Ftp_port")) continue;  // not of a verified transfer
+        SCOPED_TRACE(command.pszName);
+        RecordingLog::Clear();
+        EXPECT_EQ(command.run(m_command), 0x3bb00024U);
+        const SLogEntry error = OnlyError();
+        EXPECT_EQ(error.uCode, 0x3bb00024U);
+        EXPECT_EQ(error.strText, std::string("[FTPCLIENT]") + command.pszName +
+                                     " not sent: the server has said something unasked");
+        EXPECT_EQ(error.strFile, "ftpcommand");
+        EXPECT_EQ(error.strFunction, command.pszName);
+    }
+    server.Release();
+    server.ExpectFinished();
+}
+
 TEST_P(SingleCommandTest, TypeIsAsciiForAnythingButZero) {
     ScriptedServer server{Expect("TYPE I"),  Say("200 ok\r\n"), Expect("TYPE A"),
                           Say("200 ok\r\n"), Expect("TYPE A"),  Say("200 ok\r\n")};

@@ -75,6 +75,15 @@ constexpr SPasvReply kPasvReplies[] = {
     {"HostInsideALongerLastNumber", "10.0.0.1", "227 (10,0,0,12,195,80)", 0, 195},
 };
 
+void ExpectBadReplyLogged(const std::string& strReply) {
+    const SLogEntry error = OnlyError();
+    EXPECT_EQ(error.uCode, kBadPasvReply);
+    EXPECT_EQ(error.strText, "[FTPCLIENT]GetPasvPort error:" + strReply);
+    EXPECT_EQ(error.strFile, "ftpcommand");
+    EXPECT_EQ(error.strFunction, "GetPasvPort");
+    EXPECT_TRUE(error.bFiltered);
+}
+
 class PasvReplyTest : public testing::TestWithParam<SPasvReply>, protected CSession {};
 
 INSTANTIATE_TEST_SUITE_P(Table, PasvReplyTest, testing::ValuesIn(kPasvReplies),
@@ -91,12 +100,22 @@ TEST_P(PasvReplyTest, IsAsListed) {
         EXPECT_TRUE(RecordingLog::All().empty());
         return;
     }
-    const SLogEntry error = OnlyError();
-    EXPECT_EQ(error.uCode, kBadPasvReply);
-    EXPECT_EQ(error.strText, std::string("[FTPCLIENT]GetPasvPort error:") + GetParam().pszReply);
-    EXPECT_EQ(error.strFile, "ftpcommand");
-    EXPECT_EQ(error.strFunction, "GetPasvPort");
-    EXPECT_TRUE(error.bFiltered);
+    ExpectBadReplyLogged(GetParam().pszReply);
+}
+
+class AnyAddressReplyTest : public testing::Test, protected CSession {};
+
+TEST_F(AnyAddressReplyTest, WithoutSixNumbersIsLoggedAsAnyBadReply) {
+    m_command.m_strServer = "10.0.0.1";
+    m_command.m_Options.bAnyDataAddress = true;
+    for (const char* pszReply : {"227 (10,0,0,1,195)", "227 Entering Passive Mode"}) {
+        SCOPED_TRACE(pszReply);
+        RecordingLog::Clear();
+        unsigned short usPort = kBefore;
+        EXPECT_EQ(m_command.GetPasvPort(pszReply, usPort), kBadPasvReply);
+        EXPECT_EQ(usPort, kBefore);
+        ExpectBadReplyLogged(pszReply);
+    }
 }
 
 // ---- PASV ----

@@ -18,6 +18,7 @@ thread_local int t_nConnectErrno = 0;
 thread_local const char* t_pszHostName = nullptr;
 thread_local const char* t_pszHostAddress = nullptr;
 thread_local int t_nListenErrno = 0;
+thread_local int t_nSendErrno = 0;
 thread_local std::function<void(unsigned short)> t_onListen;
 thread_local int t_fdClose = -1;
 thread_local std::function<void()> t_onClose;
@@ -48,6 +49,10 @@ void NameHost(const char* pszName, const char* pszAddress) {
 
 void FailNextListen(int nErrno) {
     t_nListenErrno = nErrno;
+}
+
+void FailNextSend(int nErrno) {
+    t_nSendErrno = nErrno;
 }
 
 void OnListen(std::function<void(unsigned short)> code) {
@@ -90,6 +95,12 @@ extern "C" int listen(int fd, int nBacklog) noexcept {
     const int nResult = next(fd, nBacklog);
     if (nResult == 0 && Hooks::t_onListen) Hooks::t_onListen(TestSupport::PortOf(fd));
     return nResult;
+}
+
+extern "C" ssize_t send(int fd, const void* pData, size_t nSize, int nFlags) {
+    static const auto next = Hooks::Next<ssize_t (*)(int, const void*, size_t, int)>("send");
+    if (Hooks::FailsNow(Hooks::t_nSendErrno)) return -1;
+    return next(fd, pData, nSize, nFlags);
 }
 
 extern "C" int close(int fd) {

@@ -20,6 +20,9 @@ void NameHost(const char* pszName, const char* pszAddress);
 // The next listen() of this thread fails with this errno; 0: none does.
 void FailNextListen(int nErrno);
 
+// The next send() of this thread fails with this errno; 0: none does.
+void FailNextSend(int nErrno);
+
 // Called with the port after each successful listen() of this thread; empty: nothing is called.
 void OnListen(std::function<void(unsigned short)> code);
 

@@ -22,6 +22,7 @@ struct SOrders {
     std::string strFront;
     bool bFailToDecipher = false;
     std::vector<SFill> fills;
+    std::vector<SBound> bounds;
 };
 
 SOrders g_orders;  // one thread: that of the test
@@ -64,6 +65,10 @@ std::vector<SFill> Fills() {
     return g_orders.fills;
 }
 
+std::vector<SBound> Bounds() {
+    return g_orders.bounds;
+}
+
 }  // namespace Host
 
 extern "C" int snprintf_s(char* dest, std::size_t destSize, std::size_t count, const char* format,
@@ -77,13 +82,18 @@ extern "C" int snprintf_s(char* dest, std::size_t destSize, std::size_t count, c
     va_start(arguments, format);
     const int nLength = std::vsnprintf(dest, nRoom, format, arguments);
     va_end(arguments);
+    Host::g_orders.bounds.push_back({dest, destSize, count});
     return nLength < 0 || static_cast<std::size_t>(nLength) >= nRoom ? -1 : nLength;
 }
 
 extern "C" int strncpy_s(char* dest, std::size_t destSize, const char* src, std::size_t count) {
     static const auto next =
         Host::Next<int (*)(char*, std::size_t, const char*, std::size_t)>("strncpy_s");
-    if (Host::g_orders.nCopyResult == 0 || *src != '/') return next(dest, destSize, src, count);
+    if (Host::g_orders.nCopyResult == 0 || *src != '/') {
+        const int nResult = next(dest, destSize, src, count);
+        Host::g_orders.bounds.push_back({dest, destSize, count});
+        return nResult;
+    }
     Host::Leave(dest, destSize, Host::g_orders.strCopyLeft);
     return Host::g_orders.nCopyResult;
 }

@@ -34,6 +34,14 @@ struct SFill {
 };
 std::vector<SFill> Fills();
 
+// How each text was bounded that snprintf_s or strncpy_s wrote.
+struct SBound {
+    std::string strText;
+    std::size_t nSize = 0;   // of the buffer
+    std::size_t nCount = 0;  // of the text at most
+};
+std::vector<SBound> Bounds();
+
 }  // namespace Host
 
 #endif

@@ -129,6 +129,33 @@ TEST_P(HostTest, PortSendsWhatFormattingLeft) {
     server.ExpectFinished();
 }
 
+// ---- The bounds of the lines ----
+
+struct SLineBuffer {
+    const char* pszName;
+    std::size_t nSize;
+};
+
+constexpr SLineBuffer kLineBuffers[] = {
+    {"Ftp_user", 520}, {"Ftp_pass", 520}, {"Ftp_cwd", 520},  {"Ftp_mkd", 520}, {"Ftp_rmd", 520},
+    {"Ftp_dele", 520}, {"Ftp_retr", 520}, {"Ftp_stor", 520}, {"Ftp_type", 20}, {"FTP_pwd", 512},
+    {"Ftp_syst", 512}, {"Ftp_pasv", 20},  {"Ftp_port", 60},
+};
+
+TEST_P(HostTest, EachLineIsBoundedByItsBufferAndLeavesRoomForTheZero) {
+    for (const SLineBuffer& buffer : kLineBuffers) {
+        SCOPED_TRACE(buffer.pszName);
+        Host::Restore();
+        const SCommand& command = CommandOf(buffer.pszName);
+        EXPECT_EQ(command.run(m_command), kNotSent);  // there is no connection
+        const std::vector<Host::SBound> bounds = Host::Bounds();
+        ASSERT_EQ(bounds.size(), 1U);
+        EXPECT_EQ(bounds[0].strText, std::string(command.pszLine) + "\r\n");
+        EXPECT_EQ(bounds[0].nSize, buffer.nSize);
+        EXPECT_EQ(bounds[0].nCount, buffer.nSize - 1);
+    }
+}
+
 // ---- The password's buffer ----
 
 class WipeTest : public HostTest {
@@ -159,6 +186,18 @@ TEST_P(WipeTest, CoversTheLineAfterSending) {
 
 TEST_P(WipeTest, CoversALineThatCouldNotBeSent) {
     EXPECT_EQ(m_command.Ftp_pass(), kNotSent);
+    ExpectWiped("PASS tea\r\n");
+}
+
+TEST_P(WipeTest, CoversALineThatIsHeldBack) {
+    m_command.m_Options.bVerify = true;
+    ScriptedServer server{Say("421 going\r\n"), Hold()};
+    Connect(server);
+    server.WaitUntilHeld();
+    ASSERT_TRUE(WaitReadable(m_command.m_CtrlSock.get_handle(), Millis(5000)));
+    EXPECT_EQ(m_command.Ftp_pass(), 0x3bb00024U);
+    server.Release();
+    server.ExpectFinished();
     ExpectWiped("PASS tea\r\n");
 }
 

@@ -78,6 +78,32 @@ TEST_P(ChannelTest, SendsEveryByte) {
     server.ExpectFinished();
 }
 
+TEST_P(ChannelTest, SendsEveryByteAfterAnObstacleThatPasses) {
+    for (const int nErrno : {EINTR, EWOULDBLOCK, ENOBUFS}) {
+        SCOPED_TRACE(nErrno);
+        Open();
+        Hooks::FailNextSend(nErrno);
+        EXPECT_EQ(Send("abc", 3), 3);
+        std::string strReceived(4, '#');
+        ASSERT_TRUE(WaitReadable(m_peer.Get(), Millis(0)));
+        EXPECT_EQ(::recv(m_peer.Get(), strReceived.data(), 4, 0), 3);
+        EXPECT_EQ(strReceived, "abc#");
+        (m_com.*GetParam().socket).close();
+    }
+}
+
+TEST_P(ChannelTest, FailsAtAnyOtherErrorOfSending) {
+    for (const int nErrno : {EPIPE, ENOTCONN, EBADF}) {
+        SCOPED_TRACE(nErrno);
+        Open();
+        Hooks::FailNextSend(nErrno);
+        EXPECT_EQ(Send("abc", 3), -1);
+        EXPECT_EQ(errno, nErrno);
+        EXPECT_FALSE(WaitReadable(m_peer.Get(), Millis(0)));
+        (m_com.*GetParam().socket).close();
+    }
+}
+
 TEST_P(ChannelTest, ReturnsALengthBelowOneAndSendsNothing) {
     ScriptedServer server{ExpectSilence()};
     ConnectTo(server);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,20 @@ TEST(AutoPassword, TakesAnEmptyText) {
     ASSERT_NE(holder.GetPassword(), nullptr);
     EXPECT_STREQ(holder.GetPassword(), "");
     EXPECT_EQ(holder.GetLength(), 0U);
+}
+
+TEST(AutoPassword, IsEmptyWhenThereIsNoMemoryForTheNextText) {
+    const std::string strLong(100, 'x');
+    AutoPassword holder;
+    EXPECT_EQ(holder.SetPassword("tea"), 0U);
+    {
+        const CNoMemory none(strLong.size() + 1);
+        EXPECT_THROW(holder.SetPassword(strLong.c_str()), std::bad_alloc);
+    }
+    EXPECT_EQ(holder.GetPassword(), nullptr);
+    EXPECT_EQ(holder.GetLength(), 0U);
+    EXPECT_EQ(holder.SetPassword(strLong.c_str()), 0U);
+    EXPECT_EQ(Held(holder), strLong);
 }
 
 TEST(AutoPassword, KeepsZeroBytes) {

@@ -19,7 +19,10 @@ std::size_t g_nArray = 0;
 bool g_bArrayFreed = false;
 char g_arrayBytes[64];
 
+std::size_t g_nRefused = 0;
+
 void* Allocate(std::size_t nSize) {
+    if (nSize != 0 && nSize == g_nRefused) throw std::bad_alloc();
     void* const pBlock = std::malloc(nSize == 0 ? 1 : nSize);
     if (pBlock == nullptr) throw std::bad_alloc();
     return pBlock;
@@ -90,6 +93,14 @@ bool CFreedArray::IsFreed() const {
 
 std::string CFreedArray::Bytes() const {
     return g_bArrayFreed ? std::string(g_arrayBytes, g_nArray) : std::string();
+}
+
+CNoMemory::CNoMemory(std::size_t nSize) {
+    g_nRefused = nSize;
+}
+
+CNoMemory::~CNoMemory() {
+    g_nRefused = 0;
 }
 
 }  // namespace PlatformTest

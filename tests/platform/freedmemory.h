@@ -36,6 +36,16 @@ public:
     std::string Bytes() const;  // "" while it is not freed
 };
 
+// While it lives, memory for exactly so many bytes cannot be had.
+class CNoMemory {
+public:
+    explicit CNoMemory(std::size_t nSize);
+    ~CNoMemory();
+
+    CNoMemory(const CNoMemory&) = delete;
+    CNoMemory& operator=(const CNoMemory&) = delete;
+};
+
 }  // namespace PlatformTest
 
 #endif

@@ -349,6 +349,21 @@ TEST_P(Retrieve, AbortsOnceAfterTheFirstBlock) {
     }
 }
 
+// What ends the data connection then is no failure.
+TEST_P(Retrieve, KeepsTheFirstBlockOfAVerifiedFileThatItAborts) {
+    const TempDir local;
+    const std::string strBytes = Payload(5000);
+    ScriptedServer server(
+        Transfer({Cwd("/a"), Retr(), SendDataAsFarAsTaken(strBytes), On("ABOR", "426 aborted"),
+                  UntilRead("426 aborted"), ExpectDataClosed(), Say("226 done\r\n")}));
+    CCommand command(server);
+    command.m_Options.bVerify = true;
+    EXPECT_EQ(command.Ftp_GetFile("/a/f", local.File("f"), true), 0U);
+    command.EndInStep();
+    server.ExpectFinished();
+    EXPECT_TRUE(SamePayload(strBytes.substr(0, 1024), ReadFile(local.File("f"))));
+}
+
 TEST_P(Retrieve, AbortsNothingThatIsShorterThanABlock) {
     const TempDir local;
     ScriptedServer server(Transfer({Cwd("/a"), Serve("f", Payload(1023))}));

@@ -8,7 +8,7 @@
 // Takes the place of the host's log in a test program: LogProcess::Error, LogProcess::Info,
 // _Log_Affirm and the log filter are defined here, and an executable's definitions win over those
 // of libqelplatform.so. The filter changes nothing, so that tests see the library's own texts; it
-// only remembers what has passed through it.
+// only remembers what has passed through it. An entry leaves another errno behind.
 //
 //     RecordingLog::Clear();
 //     ... the work ...

@@ -77,6 +77,16 @@ TEST(ReplyAssembly, KeepsAnUnfinishedLinePending) {
     EXPECT_EQ(fed.m_strReply, "530 Login incorrect.\r\n");
 }
 
+TEST(ReplyAssembly, GoesOnAfterAnEmptyLine) {
+    for (const char* pszGroup : {"226 sent\n\n", "226 sent\r\n\n", "226 sent\r\n\r\n"}) {
+        SCOPED_TRACE(pszGroup);
+        CFed fed;
+        EXPECT_EQ(fed.Feed(pszGroup), EState::Incomplete);
+        EXPECT_EQ(fed.m_assembly.Code(), kNoReplyCode);
+        EXPECT_EQ(fed.m_strReply, pszGroup);
+    }
+}
+
 TEST(ReplyAssembly, LooksAtTheLastLineOfAGroupOnly) {
     CFed together;
     EXPECT_EQ(together.Feed("150 Opening\r\n226 Done\r\n"), EState::Complete);
