@@ -4,9 +4,11 @@
 #   scripts/test.sh              build preset dev and run all tests
 #   scripts/test.sh PRESET...    the same with other presets of CMakePresets.json
 #   scripts/test.sh --coverage   preset coverage; ends with the line coverage of src/
-#   scripts/test.sh --all        all that CI runs: format, g++ and clang without warnings, the suite
-#                                (but the files of 1 GiB) under the sanitizers with the line coverage
-#                                of src/, and last the suite of preset dev
+#   scripts/test.sh --all        all that CI runs: format, the analysers of scripts/analyse.sh, g++ and
+#                                clang without warnings, the tests with threads under ThreadSanitizer,
+#                                30 s of each fuzz target, the suite (but the files of 1 GiB) under the
+#                                other sanitizers with the line coverage of src/, and last the suite of
+#                                preset dev
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,10 +22,14 @@ build() {
     cmake --build --preset "$@"
 }
 
-suite() {
-    build "$@"
+run_tests() {
     announce "Testing preset $1"
     ctest --preset "$1"
+}
+
+suite() {
+    build "$@"
+    run_tests "$1"
 }
 
 check_format() {
@@ -46,14 +52,19 @@ scripts/install-deps.sh test
 if [ "$#" = 0 ]; then set -- dev; fi
 for what in "$@"; do
     case "$what" in
-        -h | --help) sed -n '2,10s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        -h | --help) sed -n '2,12s/^# \{0,1\}//p' "$0"; exit 0 ;;
         --coverage) covered_suite coverage ;;
         --all)
             check_format
+            scripts/analyse.sh cppcheck tidy
             build clang
+            build dev
+            scripts/analyse.sh valgrind
             suite tsan --target qel_thread_tests
+            announce "Fuzzing"
+            scripts/fuzz.sh 30
             covered_suite asan
-            suite dev
+            run_tests dev
             ;;
         -*) echo "unknown option $what; see scripts/test.sh --help" >&2; exit 2 ;;
         *) suite "$what" ;;

@@ -20,7 +20,7 @@ namespace {
 
 namespace level = spdlog::level;
 
-constexpr std::size_t kMaxFileSize = 10 * 1024 * 1024;
+constexpr std::size_t kMaxFileSize = std::size_t{10} * 1024 * 1024;
 constexpr std::size_t kOlderFiles = 4;
 constexpr const char* kLinePattern = "%Y-%m-%d %H:%M:%S.%e %P/%t %l %v";
 

@@ -89,8 +89,8 @@ void CDialogueWatch::NoteTraffic(int nSocket, EDirection eDirection, const char*
 }
 
 void ShowDialogueLine(EDirection eDirection, const std::string& strLine) {
-    std::fprintf(stderr, "%c %s\n", eDirection == EDirection::Sent ? '>' : '<',
-                 VisibleText(strLine).c_str());
+    (void)std::fprintf(stderr, "%c %s\n", eDirection == EDirection::Sent ? '>' : '<',
+                       VisibleText(strLine).c_str());
 }
 
 }  // namespace qelftp

@@ -15,7 +15,7 @@ bool Write(const char* pszPath, const std::string& strText) {
     file << strText;
     file.close();
     if (!file.fail()) return true;
-    std::fprintf(stderr, "qelftp_documents: %s cannot be written\n", pszPath);
+    (void)std::fprintf(stderr, "qelftp_documents: %s cannot be written\n", pszPath);
     return false;
 }
 
@@ -23,7 +23,8 @@ bool Write(const char* pszPath, const std::string& strText) {
 
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::fputs("usage: qelftp_documents MAN_PAGE BASH_COMPLETION ZSH_COMPLETION\n", stderr);
+        (void)std::fputs("usage: qelftp_documents MAN_PAGE BASH_COMPLETION ZSH_COMPLETION\n",
+                         stderr);
         return 2;
     }
     const bool bWritten = Write(argv[1], qelftp::ManualPage()) &&

@@ -109,7 +109,7 @@ private:
         const SExchange* const pLast = pPass != nullptr ? pPass : pUser;
         std::optional<double> dMillis;
         if (pUser != nullptr) dMillis = MillisBetween(pUser->sent, pLast->answered);
-        if (uLogin == FTP_OK) {
+        if (uLogin == FTP_OK && pLast != nullptr) {
             Add("login", EFinding::Good, dMillis, pLast->LastLine());
         } else {
             Add("login", EFinding::Bad, dMillis, MeaningOf(uLogin, pLast));
@@ -230,7 +230,7 @@ private:
         std::optional<double> dMillis;
         if (pQuit != nullptr) dMillis = pQuit->Millis();
         Add("close", bGood ? EFinding::Good : EFinding::Note, dMillis,
-            bGood ? pQuit->LastLine() : MeaningOf(uResult, pQuit));
+            bGood && pQuit != nullptr ? pQuit->LastLine() : MeaningOf(uResult, pQuit));
     }
 
     // After a failed login, without long waits for a server that may be silent.

@@ -16,8 +16,8 @@ std::array<struct sigaction, kSignals.size()> g_before;
 extern "C" void RememberInterrupt(int nSignal) {
     int nNone = 0;
     if (g_nSignal.compare_exchange_strong(nNone, nSignal)) return;
-    ::signal(nSignal, SIG_DFL);
-    ::raise(nSignal);  // comes when this handler returns
+    (void)::signal(nSignal, SIG_DFL);
+    (void)::raise(nSignal);  // comes when this handler returns
 }
 
 }  // namespace

@@ -85,7 +85,7 @@ SHostKeyVerdict RecordHostKey(const std::string& strPath, const std::string& str
     const CDescriptor file(OpenToAppend(strPath));
     if (file.Get() < 0 || ::flock(file.Get(), LOCK_EX) != 0) Fail(strPath);
     const std::string strText = ReadAll(file.Get(), strPath);
-    const SHostKeyVerdict verdict = CKnownHosts(strText).Judge(strHost, uPort, key);
+    SHostKeyVerdict verdict = CKnownHosts(strText).Judge(strHost, uPort, key);
     if (verdict.eHostKey != EHostKey::Unknown) return verdict;
 
     const bool bUnfinished = !strText.empty() && strText.back() != '\n';

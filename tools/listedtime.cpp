@@ -37,6 +37,7 @@ std::optional<std::int64_t> Seconds(const SFields& fields) {
 std::optional<SFields> UnixFields(const char* pszText, bool& bTime) {
     SFields fields;
     int nEnd = 0;
+    // NOLINTNEXTLINE(cert-err34-c): four digits at most, which every int can hold
     const int nRead = std::sscanf(pszText, "%4d-%2d-%2d%n %2d:%2d%n", &fields.nYear, &fields.nMonth,
                                   &fields.nDay, &nEnd, &fields.nHour, &fields.nMinute, &nEnd);
     if ((nRead != 3 && nRead != 5) || pszText[nEnd] != '\0' || fields.nYear < 1900) return {};
@@ -49,6 +50,7 @@ std::optional<SFields> DosFields(const char* pszText) {
     std::array<char, 3> half{};
     int nEnd = 0;
     const int nRead =
+        // NOLINTNEXTLINE(cert-err34-c): as above
         std::sscanf(pszText, "%2d-%2d-%4d %2d:%2d%n%2[APMapm]%n", &fields.nMonth, &fields.nDay,
                     &fields.nYear, &fields.nHour, &fields.nMinute, &nEnd, half.data(), &nEnd);
     if (nRead < 5 || pszText[nEnd] != '\0') return {};

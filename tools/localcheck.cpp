@@ -25,7 +25,9 @@ void CheckSource(const std::string& strPath, std::vector<SFailure>& failures) {
     struct stat status {};
     if (::stat(strPath.c_str(), &status) != 0) {
         failures.push_back(LocalFailure("put", strPath, errno));
-    } else if (S_ISDIR(status.st_mode)) {
+        return;
+    }
+    if (S_ISDIR(status.st_mode)) {
         failures.push_back(LocalFailure("put", strPath, EISDIR));
     } else if (!S_ISREG(status.st_mode)) {
         failures.push_back({"put", strPath, "Not a regular file", std::nullopt, ""});

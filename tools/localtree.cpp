@@ -25,7 +25,7 @@ std::string TimeText(std::time_t seconds) {
     char szText[64] = "";
     std::tm utc{};
     ::gmtime_r(&seconds, &utc);
-    std::strftime(szText, sizeof szText, "%Y-%m-%d %H:%M", &utc);
+    if (std::strftime(szText, sizeof szText, "%Y-%m-%d %H:%M", &utc) == 0) return "";
     return szText;
 }
 

@@ -12,7 +12,7 @@ namespace {
 enum EExit { kDone = 0, kFailed = 1, kUsage = 2 };
 
 void PrintMessage(const std::string& strText) {
-    std::fprintf(stderr, "qelftp: %s\n", strText.c_str());
+    (void)std::fprintf(stderr, "qelftp: %s\n", strText.c_str());
 }
 
 int Run(int nArguments, char** ppszArguments) {
@@ -40,7 +40,7 @@ int Run(int nArguments, char** ppszArguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::setlocale(LC_ALL, "");
+    (void)std::setlocale(LC_ALL, "");  // one that is not there leaves "C"
     // The messages say it all; the library's own lines between them are for whoever asks for them.
     ::setenv("QEL_LOG_LEVEL", "off", 0);
     return Run(argc, argv);

@@ -15,7 +15,7 @@
 namespace qelftp {
 namespace {
 
-constexpr std::size_t kMaxFile = 128 * 1024;
+constexpr std::size_t kMaxFile = std::size_t{128} * 1024;
 
 // Cuts the text into words, which stay where they are: no copy of a password is made.
 class CWords {

@@ -58,7 +58,7 @@ bool CPartFile::Open(unsigned long long ullKeep) {
         return m_nFile >= 0 && ::ftruncate(m_nFile, static_cast<off_t>(ullKeep)) == 0 &&
                ::lseek(m_nFile, 0, SEEK_END) >= 0;
     }
-    std::remove(m_strPath.c_str());  // may be a link that leads elsewhere
+    (void)std::remove(m_strPath.c_str());  // may be a link that leads elsewhere
     m_nFile = ::open(m_strPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
                      m_nMode != 0 ? (m_nMode | S_IWUSR) : 0666);
     return m_nFile >= 0;

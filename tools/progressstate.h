@@ -15,7 +15,7 @@ namespace qelftp {
 class CProgressState {
 public:
     // A first report of more is where the file is continued, not what was moved.
-    static constexpr unsigned long long kLargestFirstBlock = 1024 * 1024;
+    static constexpr unsigned long long kLargestFirstBlock = 1024ULL * 1024;
 
     explicit CProgressState(TimePoint start) : m_meter(start) {}
 

@@ -1,7 +1,6 @@
 #include "tools/progresstext.h"
 
 #include <fmt/format.h>
-#include <wchar.h>
 
 #include <algorithm>
 #include <array>

@@ -151,7 +151,7 @@ EPrompt PromptWithoutEcho(const std::string& strQuestion, CPlainText& answer) {
         int nSignal = 0;
         // In the background, wait here for the foreground: further down, signals are held back, and
         // a program that is stopped there could not be ended.
-        if (::tcgetpgrp(terminal.Get()) != ::getpgrp()) ::raise(SIGTTOU);
+        if (::tcgetpgrp(terminal.Get()) != ::getpgrp()) (void)::raise(SIGTTOU);
         {
             const CSignalWatch signals;
             const CEchoOff echo(terminal);
@@ -164,7 +164,7 @@ EPrompt PromptWithoutEcho(const std::string& strQuestion, CPlainText& answer) {
         if (nSignal == 0) return eResult;
         // Now with the terminal and the signal's own action as before. Only a stopped program gets
         // past it.
-        ::raise(nSignal);
+        (void)::raise(nSignal);
     }
 }
 

@@ -86,7 +86,7 @@ void CheckArrived(CSession& session, const STransferJob& job) {
     // Or the file is shorter now than when it was listed.
     const std::optional<SEntry> entry = session.Find(job.transfer.strRemote);
     if (entry && entry->ullSize && *entry->ullSize <= ullArrived) return;
-    std::remove(strLocal.c_str());
+    (void)std::remove(strLocal.c_str());
     throw COperationError(
         {"get", strLocal,
          std::to_string(ullArrived) + " of " + std::to_string(*job.ullSize) + " bytes arrived",
@@ -228,9 +228,9 @@ std::vector<SJobResult> RunTransfers(const std::vector<STransferJob>& jobs,
     CQueue queue(jobs, results, nWorkers);
     std::vector<std::unique_ptr<CWorker>> workers;
     std::vector<std::thread> threads;
-    for (std::size_t n = 0; n < nWorkers; ++n) {
-        workers.push_back(std::make_unique<CWorker>(setup, queue, n, std::move(firstSession)));
-    }
+    workers.push_back(std::make_unique<CWorker>(setup, queue, 0, std::move(firstSession)));
+    for (std::size_t n = 1; n < nWorkers; ++n)
+        workers.push_back(std::make_unique<CWorker>(setup, queue, n, nullptr));
     {
         const CSignalsKeptOut keptOut;
         for (const auto& worker : workers)

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <string_view>
 
 #include "tools/forwardingreport.h"
 #include "tools/jsonreport.h"
@@ -85,8 +86,10 @@ bool IsSet(const char* pszVariable) {
 
 // Whether standard error can be drawn on.
 bool HasScreen() {
-    return ::isatty(STDERR_FILENO) == 1 && IsSet("TERM") &&
-           std::string(std::getenv("TERM")) != "dumb";
+    const char* const pszTerminal = std::getenv("TERM");
+    if (::isatty(STDERR_FILENO) != 1 || pszTerminal == nullptr) return false;
+    const std::string_view terminal = pszTerminal;
+    return !terminal.empty() && terminal != "dumb";
 }
 
 std::unique_ptr<CTransferReport> MakeDisplay(const SReportOptions& options) {

@@ -16,7 +16,7 @@ constexpr int kFailed = 1;
 constexpr int kSignalBase = 128;  // as shells tell a signal
 
 void Tell(const std::string& strText) {
-    std::fprintf(stderr, "qelftp: %s\n", strText.c_str());
+    (void)std::fprintf(stderr, "qelftp: %s\n", strText.c_str());
 }
 
 unsigned long long BytesOf(const std::vector<STransferJob>& jobs) {
@@ -54,6 +54,7 @@ template <typename Value>
 std::vector<Value> Chosen(const std::vector<Value>& values,
                           const std::vector<std::size_t>& positions) {
     std::vector<Value> chosen;
+    chosen.reserve(positions.size());
     for (const std::size_t n : positions)
         chosen.push_back(values[n]);
     return chosen;

@@ -98,6 +98,7 @@ private:
 
     static std::vector<STransfer> Transfers(const std::vector<STransferJob>& jobs) {
         std::vector<STransfer> transfers;
+        transfers.reserve(jobs.size());
         for (const STransferJob& job : jobs)
             transfers.push_back(job.transfer);
         return transfers;

@@ -18,14 +18,15 @@ constexpr std::string_view kDigits = "0123456789";
 // Without the locale: a URL means the same everywhere.
 bool Consists(std::string_view strText, std::string_view strOfMore) {
     return std::all_of(strText.begin(), strText.end(), [strOfMore](char c) {
-        return kLetters.find(c) != kLetters.npos || kDigits.find(c) != kDigits.npos ||
-               strOfMore.find(c) != strOfMore.npos;
+        return kLetters.find(c) != std::string_view::npos ||
+               kDigits.find(c) != std::string_view::npos ||
+               strOfMore.find(c) != std::string_view::npos;
     });
 }
 
 // RFC 3986, section 3.1: a letter, then letters, digits, "+", "-" and ".".
 bool IsScheme(std::string_view strText) {
-    return !strText.empty() && kLetters.find(strText.front()) != kLetters.npos &&
+    return !strText.empty() && kLetters.find(strText.front()) != std::string_view::npos &&
            Consists(strText, "+-.");
 }
 

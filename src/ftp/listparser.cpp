@@ -129,7 +129,7 @@ void ParseListText(const std::string& strText, ESelect eSelect, std::vector<TkFi
         std::unique_ptr<TkFileInfo> entry = ParseListLine(strLine, eSelect, today);
         if (entry == nullptr) continue;
         files.push_back(entry.get());
-        entry.release();
+        (void)entry.release();  // the list has it now
     }
 }
 

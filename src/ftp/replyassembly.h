@@ -14,9 +14,10 @@ namespace RVN_FTP_CLIENT {
 // character is a blank.
 class CReplyAssembly {
 public:
-    static constexpr int kPieceSize = 520;                     // bytes of one receive at most
-    static constexpr std::size_t kMaxLineGroup = 64U * 1024U;  // a hostile server's memory bound
-    static constexpr std::size_t kMaxReply = 1024U * 1024U;
+    static constexpr int kPieceSize = 520;  // bytes of one receive at most
+    static constexpr std::size_t kMaxLineGroup =
+        std::size_t{64} * 1024U;  // a hostile server's memory bound
+    static constexpr std::size_t kMaxReply = std::size_t{1024} * 1024U;
 
     enum class EState {
         Ended,       // the piece was empty: nothing more will come

@@ -18,7 +18,7 @@ const char* NameOf(const SAlgorithmFamily& family, int nId) {
 
 std::string Hexadecimal(int nId) {
     char szText[16];
-    std::snprintf(szText, sizeof szText, "0x%x", static_cast<unsigned int>(nId));
+    (void)std::snprintf(szText, sizeof szText, "0x%x", static_cast<unsigned int>(nId));  // fits
     return szText;
 }
 

@@ -75,7 +75,7 @@ public:
         : m_strTarget(strTarget), m_strPath(strTarget + ".part") {}
 
     ~CPartFile() {
-        if (m_bCreated) std::remove(m_strPath.c_str());
+        if (m_bCreated) (void)std::remove(m_strPath.c_str());
     }
 
     CPartFile(const CPartFile&) = delete;
