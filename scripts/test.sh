@@ -62,7 +62,7 @@ for what in "$@"; do
             scripts/analyse.sh valgrind
             suite tsan --target qel_thread_tests
             announce "Fuzzing"
-            scripts/fuzz.sh 30
+            QEL_FUZZ_JOBS=4 scripts/fuzz.sh 30
             covered_suite asan
             run_tests dev
             ;;

@@ -16,6 +16,9 @@ import subprocess
 import sys
 
 AT_ONCE = 16  # files; more saves little, and what runs side by side should be of one size
+# How far the static analyser follows a function's paths: a quarter of its own limit takes less than half
+# of the time.
+ANALYSER = ["-Xclang", "-analyzer-config", "-Xclang", "max-nodes=50000"]
 CHATTER = re.compile(r"^\d+ warnings?( and \d+ errors?)? generated\.$|^$|^Suppressed |"
                      r"^\d+ warnings? treated as errors?$")
 
@@ -74,7 +77,7 @@ def check(job):
     texts = []
     for batch in split(*job):
         status, lines, _ = batch.run(["clang-tidy", "--quiet", "--config-file=.clang-tidy"],
-                                     ["--", *batch.options])
+                                     ["--", *batch.options, *ANALYSER])
         texts += [line for line in lines if not CHATTER.match(line)] if status else []
         found += status != 0
     return found, texts

@@ -71,8 +71,10 @@ class Compare(unittest.TestCase):
             self.assertIsNone(calls)
             print("System calls were not counted.")
             return
-        self.assertGreaterEqual(calls["recvfrom"], 1024)
-        self.assertLess(calls["recvfrom"], 1300)  # a receive may give less than it could
+        # A difference of two runs, whose log-ins may wait a few calls more or less; and a receive
+        # may give less than it could.
+        self.assertGreater(calls["recvfrom"], 1000)
+        self.assertLess(calls["recvfrom"], 1300)
 
     def assert_written(self, data):
         self.assertEqual({goal["work"] for goal in data["goals"] if goal["value"] is not None}
