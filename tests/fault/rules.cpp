@@ -214,6 +214,12 @@ CRules::SRead CRules::Command(const std::string& strStep, int nCode, int nClosin
         strStep, [nCode] { return nCode; }, FTP_REPLY_550, nClosing);
 }
 
+FtpResult CRules::ChangeTo(const std::string& strDir) {
+    return Command(
+               "CWD", [&] { return Enter(strDir); }, FTP_CWD_REFUSED)
+        .eResult;
+}
+
 void CRules::Wait(Seconds least, Seconds most) {
     m_expected.least += least;
     m_expected.most += most;
@@ -255,6 +261,11 @@ FtpResult CRules::OpenData() {
     if (DataFault() == nullptr || DataFault()->eConnect == EConnect::Accepted) return FTP_OK;
     if (DataFault()->eConnect == EConnect::Unanswered) Wait(kDataConnectLimit, kDataConnectLimit);
     return FTP_CONNECT_FAILED;
+}
+
+FtpResult CRules::OpenDataIn(const std::string& strDir) {
+    const FtpResult eCwd = ChangeTo(strDir);
+    return eCwd == FTP_OK ? OpenData() : eCwd;
 }
 
 // The client has closed: the end of a store.
@@ -317,11 +328,7 @@ FtpResult CRules::Transferred(bool bClosingSeen, FtpResult eData) {
 
 FtpResult CRules::List() {
     m_expected.whole.push_back(false);
-    const FtpResult eCwd = Command(
-                               "CWD", [this] { return Enter("/shared/"); }, FTP_CWD_REFUSED)
-                               .eResult;
-    if (eCwd != FTP_OK) return eCwd;
-    const FtpResult eData = OpenData();
+    const FtpResult eData = OpenDataIn("/shared/");
     if (eData != FTP_OK) return eData;
     const SRead list = Command("LIST", 150, ClosingCode());
     if (list.eResult != FTP_OK) return list.eResult;
@@ -338,11 +345,7 @@ FtpResult CRules::List() {
 
 FtpResult CRules::RetrieveFile() {
     m_expected.whole.push_back(false);
-    const FtpResult eCwd = Command(
-                               "CWD", [this] { return Enter("/shared/"); }, FTP_CWD_REFUSED)
-                               .eResult;
-    if (eCwd != FTP_OK) return eCwd;
-    const FtpResult eData = OpenData();
+    const FtpResult eData = OpenDataIn("/shared/");
     if (eData != FTP_OK) return eData;
     const SRead retr = Command("RETR", 150, ClosingCode());
     if (retr.eResult != FTP_OK) {
@@ -354,11 +357,7 @@ FtpResult CRules::RetrieveFile() {
 
 FtpResult CRules::StoreFile() {
     m_expected.whole.push_back(false);
-    const FtpResult eCwd = Command(
-                               "CWD", [this] { return Enter("/cell/"); }, FTP_CWD_REFUSED)
-                               .eResult;
-    if (eCwd != FTP_OK) return eCwd;
-    const FtpResult eData = OpenData();
+    const FtpResult eData = OpenDataIn("/cell/");
     if (eData != FTP_OK) return eData;
     const SRead stor = Command("STOR", [this] {
         m_bStoreAccepted = true;
@@ -382,20 +381,15 @@ FtpResult CRules::Batch(FtpResult (CRules::*pOne)()) {
 // ---- Directories ----
 
 FtpResult CRules::MakeDir() {
-    const auto cwd = [this](const std::string& strDir) {
-        return Command(
-                   "CWD", [this, strDir] { return Enter(strDir); }, FTP_CWD_REFUSED)
-            .eResult;
-    };
-    const FtpResult eTop = cwd("/");
+    const FtpResult eTop = ChangeTo("/");
     if (eTop != FTP_OK) return eTop;
     for (const std::string strLevel : {"cell/", "new/"}) {
-        if (cwd(strLevel) == FTP_OK) continue;
+        if (ChangeTo(strLevel) == FTP_OK) continue;
         const FtpResult eMade = Command(
                                     "MKD", [&] { return Create(strLevel); }, FTP_MKD_REFUSED)
                                     .eResult;
         if (eMade != FTP_OK) return eMade;
-        const FtpResult eEntered = cwd(strLevel);
+        const FtpResult eEntered = ChangeTo(strLevel);
         if (eEntered != FTP_OK) return eEntered;
     }
     return FTP_OK;

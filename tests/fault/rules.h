@@ -88,6 +88,8 @@ private:
     SRead Command(const std::string& strStep, int nCode, int nClosing = 0);
     FtpResult Login();
     FtpResult OpenData();
+    FtpResult OpenDataIn(const std::string& strDir);
+    FtpResult ChangeTo(const std::string& strDir);
     FtpResult Receive();
     FtpResult SendAll();
     FtpResult Transferred(bool bClosingSeen, FtpResult eData);
