@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstring>
 
 #include "src/ftp/listtime.h"
 
@@ -19,7 +18,7 @@ constexpr unsigned char kTypeDirectory = 1;
 constexpr unsigned char kTypeLink = 2;
 
 struct SColumns {
-    std::array<std::string, kUnixColumns> text;
+    std::array<std::string_view, kUnixColumns> text;  // of the line
     std::size_t nCount = 0;
 
     bool NextIsRest() const {
@@ -34,39 +33,43 @@ bool IsSeparator(char c) {
 }
 
 // The last column a style can have is the rest of the line, so that blanks in names survive.
-SColumns SplitColumns(const std::string& strLine) {
+SColumns SplitColumns(std::string_view strLine) {
     SColumns columns;
-    const char* pStart = strLine.data();
-    const char* const pEnd = pStart + strLine.size();
+    const auto end = strLine.end();
+    auto start = strLine.begin();
+    const auto columnUpTo = [&start](auto columnEnd) {
+        return std::string_view(start, static_cast<std::size_t>(columnEnd - start));
+    };
     while (!columns.NextIsRest()) {
-        const char* const pColumnEnd = std::find_if(pStart, pEnd, IsSeparator);
-        if (pColumnEnd == pEnd) break;
-        columns.text[columns.nCount++].assign(pStart, pColumnEnd);
-        pStart = std::find_if_not(pColumnEnd, pEnd, IsSeparator);
+        const auto columnEnd = std::find_if(start, end, IsSeparator);
+        if (columnEnd == end) break;
+        columns.text[columns.nCount++] = columnUpTo(columnEnd);
+        start = std::find_if_not(columnEnd, end, IsSeparator);
     }
-    columns.text[columns.nCount++].assign(pStart, pEnd);
+    columns.text[columns.nCount++] = columnUpTo(end);
     return columns;
 }
 
-bool IsDotName(const std::string& strName) {
+bool IsDotName(std::string_view strName) {
     return strName == "." || strName == "..";
 }
 
-std::unique_ptr<TkFileInfo> ParseDosLine(SColumns& columns) {
-    const std::string& strSizeOrMark = columns.text[2];
-    std::string& strName = columns.text[3];
+std::unique_ptr<TkFileInfo> ParseDosLine(const SColumns& columns) {
+    const std::string_view strSizeOrMark = columns.text[2];
+    const std::string_view strName = columns.text[3];
     if (IsDotName(strName)) return nullptr;
-    const bool bDirectory = strSizeOrMark.find("DIR") != std::string::npos;
+    const bool bDirectory = strSizeOrMark.find("DIR") != std::string_view::npos;
     auto entry = std::make_unique<TkFileInfo>();
-    entry->strFileName = std::move(strName);
-    entry->strModifyTime = columns.text[0] + " " + columns.text[1];
+    entry->strFileName = strName;
+    entry->strModifyTime = columns.text[0];
+    entry->strModifyTime.append(1, ' ').append(columns.text[1]);
     entry->strFileSize = bDirectory ? "0" : strSizeOrMark;
     entry->ucFileType = bDirectory ? kTypeDirectory : kTypeFile;
     return entry;
 }
 
 // Returns false for anything but a directory, a file or a link.
-bool TypeOf(const std::string& strPermissions, unsigned char& ucType) {
+bool TypeOf(std::string_view strPermissions, unsigned char& ucType) {
     switch (strPermissions.empty() ? '\0' : strPermissions.front()) {
         case 'd':
             ucType = kTypeDirectory;
@@ -82,50 +85,49 @@ bool TypeOf(const std::string& strPermissions, unsigned char& ucType) {
     }
 }
 
-std::unique_ptr<TkFileInfo> ParseUnixLine(SColumns& columns, ESelect eSelect,
+std::unique_ptr<TkFileInfo> ParseUnixLine(const SColumns& columns, ESelect eSelect,
                                           const std::tm& today) {
-    const std::string& strPermissions = columns.text[0];
-    std::string& strName = columns.text[8];
+    const std::string_view strPermissions = columns.text[0];
+    std::string_view strName = columns.text[8];
     unsigned char ucType = kTypeFile;
     if (IsDotName(strName)) return nullptr;
     if (eSelect == ESelect::Readable && IsUnreadable(strPermissions)) return nullptr;
     if (!TypeOf(strPermissions, ucType)) return nullptr;
-    if (ucType == kTypeLink) strName.erase(std::min(strName.find(kLinkArrow), strName.size()));
+    if (ucType == kTypeLink) strName = strName.substr(0, strName.find(kLinkArrow));
 
     auto entry = std::make_unique<TkFileInfo>();
-    entry->strFileName = std::move(strName);
+    entry->strFileName = strName;
     entry->strModifyTime =
         BuildModifyTime(columns.text[5], columns.text[6], columns.text[7], today);
-    entry->strFileSize = std::move(columns.text[4]);
+    entry->strFileSize = columns.text[4];
     entry->ucFileType = ucType;
     return entry;
 }
 
 }  // namespace
 
-bool IsUnreadable(const std::string& strPermissions) {
-    return strPermissions.find_first_of("rw", 1) == std::string::npos;
+bool IsUnreadable(std::string_view strPermissions) {
+    return strPermissions.find_first_of("rw", 1) == std::string_view::npos;
 }
 
-std::unique_ptr<TkFileInfo> ParseListLine(const std::string& strLine, ESelect eSelect,
+std::unique_ptr<TkFileInfo> ParseListLine(std::string_view strLine, ESelect eSelect,
                                           const std::tm& today) {
     if (strLine.empty()) return nullptr;
-    SColumns columns = SplitColumns(strLine);
+    const SColumns columns = SplitColumns(strLine);
     if (columns.nCount == kDosColumns) return ParseDosLine(columns);
     if (columns.nCount == kUnixColumns) return ParseUnixLine(columns, eSelect, today);
     return nullptr;
 }
 
-void ParseListText(const std::string& strText, ESelect eSelect, std::vector<TkFileInfo*>& files) {
+void ParseListText(std::string_view strText, ESelect eSelect, std::vector<TkFileInfo*>& files) {
     const std::tm today = LocalToday();
-    std::string strLine;
     std::size_t nStart = 0;
-    for (std::size_t nEnd = strText.find('\n'); nEnd != std::string::npos;
-         nStart = nEnd + 1, nEnd = strText.find('\n', nStart)) {
-        std::size_t nLength = nEnd - nStart;
-        if (nLength > 0 && strText[nEnd - 1] == '\r') --nLength;
-        // As text: a zero byte ends the line.
-        strLine.assign(strText, nStart, ::strnlen(strText.data() + nStart, nLength));
+    for (std::size_t nEnd = strText.find('\n'); nEnd != std::string_view::npos;
+         nEnd = strText.find('\n', nStart)) {
+        std::string_view strLine = strText.substr(nStart, nEnd - nStart);
+        nStart = nEnd + 1;
+        if (!strLine.empty() && strLine.back() == '\r') strLine.remove_suffix(1);
+        strLine = strLine.substr(0, strLine.find('\0'));  // as text: a zero byte ends the line
         std::unique_ptr<TkFileInfo> entry = ParseListLine(strLine, eSelect, today);
         if (entry == nullptr) continue;
         files.push_back(entry.get());

@@ -3,7 +3,7 @@
 
 #include <ctime>
 #include <memory>
-#include <string>
+#include <string_view>
 #include <vector>
 
 #include "include/ftpclient.h"
@@ -34,14 +34,14 @@ public:
 // vector owner's. Lines of any other form are dropped, and so is what follows the last line feed.
 // Unix style: permissions, links, owner, group, size, month, day, year or time, name.
 // DOS style: date, time, "<DIR>" or size, name. Told apart by the number of columns.
-void ParseListText(const std::string& strText, ESelect eSelect, std::vector<TkFileInfo*>& files);
+void ParseListText(std::string_view strText, ESelect eSelect, std::vector<TkFileInfo*>& files);
 
 // One line without its line end; null when it gives no entry. today: see BuildModifyTime.
-std::unique_ptr<TkFileInfo> ParseListLine(const std::string& strLine, ESelect eSelect,
+std::unique_ptr<TkFileInfo> ParseListLine(std::string_view strLine, ESelect eSelect,
                                           const std::tm& today);
 
 // Whether a permission column ("-rw-r--r--") lets nobody read or write.
-bool IsUnreadable(const std::string& strPermissions);
+bool IsUnreadable(std::string_view strPermissions);
 
 }  // namespace RVN_FTP_CLIENT
 

@@ -3,6 +3,7 @@
 
 #include <ctime>
 #include <string>
+#include <string_view>
 
 namespace RVN_FTP_CLIENT {
 
@@ -11,7 +12,7 @@ std::tm LocalToday();
 
 // "01" to "12" for text that begins with an English month's first three letters in any case, else
 // "00".
-const char* MonthToNumber(const std::string& strMonth);
+const char* MonthToNumber(std::string_view strMonth);
 
 // "12:30" into 12 and 30; both 0 without ":". A null text is reported to the host and changes
 // neither.
@@ -21,8 +22,8 @@ void GetHourAndMin(const char* szHM, int& nHour, int& nMinute);
 // midnight. Columns are month name, day, year or time; or year, month, day; or month, day, time.
 // Without a year the entry is taken to be of the last twelve months, so never of the future.
 // Values out of range are written as read.
-std::string BuildModifyTime(const std::string& strFirst, const std::string& strSecond,
-                            const std::string& strThird, const std::tm& today);
+std::string BuildModifyTime(std::string_view strFirst, std::string_view strSecond,
+                            std::string_view strThird, const std::tm& today);
 
 }  // namespace RVN_FTP_CLIENT
 

@@ -46,6 +46,18 @@ TEST(MonthToNumber, GivesZerosForAnythingElse) {
         EXPECT_STREQ(MonthToNumber(pszText), "00") << pszText;
 }
 
+TEST(MonthToNumber, TakesNoOtherCharacterForALetter) {
+    for (std::size_t nAt = 0; nAt < 3; ++nAt) {
+        std::string strText = "Feb";
+        int nKnown = 0;
+        for (int c = 0; c < 256; ++c) {
+            strText[nAt] = static_cast<char>(c);
+            if (std::string("00") != MonthToNumber(strText)) ++nKnown;
+        }
+        EXPECT_EQ(nKnown, 2) << nAt;  // the letter, large and small
+    }
+}
+
 struct STime {
     const char* pszText;
     int nHour;
@@ -160,6 +172,26 @@ TEST(BuildModifyTime, TextThatIsNoNumberIsZero) {
         {"Mar", "3", "soon", "2026-03-03"},
         {"Dec", "3", "", "2025-12-03"},
         {"Dec", "3", "0", "2025-12-03"},
+    };
+    ExpectDates(dates, Day(2026, 11, 21));
+}
+
+// A sign, and what a column can begin with though it is no blank of a listing; then digits up to
+// whatever else comes.
+TEST(BuildModifyTime, ReadsNumbersAsStrtolDoes) {
+    const SDate dates[] = {
+        {"Mar", "+3", "2019", "2019-03-03"},
+        {"Mar", "\v\r3", "2019", "2019-03-03"},
+        {"Mar", "3rd", "2019AD", "2019-03-03"},
+        {"Mar", "-3", "2019", "2019-03--3"},
+        {"Mar", "+-3", "2019", "2019-03-00"},
+        {"Mar", "-+3", "2019", "2019-03-00"},
+        {"Mar", "+", "2019", "2019-03-00"},
+        {"Mar", "-", "2019", "2019-03-00"},
+        {"Mar", "0x3", "2019", "2019-03-00"},
+        {"Mar", "3", "+9:\f08", "2026-03-03 09:08"},
+        {"Mar", "2147483648", "1", "1-03-2147483647"},
+        {"Mar", "-2147483649", "1", "1-03--2147483648"},
     };
     ExpectDates(dates, Day(2026, 11, 21));
 }
