@@ -47,7 +47,7 @@ unsigned int CFtpComand::Ftp_GetFile(const std::string& remotePath, const std::s
     bool bClosingSeen = false;
     uResult = Ftp_retr(remote.strName, &bClosingSeen);
     if (uResult != FTP_OK) return EndRefused(uResult, bClosingSeen);
-    CRetrievedFile file(localPath, m_Options.bVerify);
+    CRetrievedFile file(localPath, m_Options.bVerify, m_Options.uBlockSize);
     if (!file.IsOpen()) {
         FinishTransfer(bClosingSeen);
         // Names the remote file: hosts match this line to the request they made.
@@ -95,12 +95,11 @@ unsigned int CFtpComand::Ftp_PutFile(const std::string& localPath, const std::st
 
 unsigned int CFtpComand::ReceiveFile(CRetrievedFile& file, bool bFirstBlockOnly) {
     const int nBlock = static_cast<int>(m_Options.uBlockSize);
-    const std::unique_ptr<char[]> block(new char[m_Options.uBlockSize]);
     unsigned long long ullTotal = 0;
     bool bEndedByUs = false;
     int nReceived = 0;
-    while ((nReceived = RecvData(block.get(), nBlock, kTransferSilence)) >= 1) {
-        const bool bWritten = file.Write(block.get(), static_cast<std::size_t>(nReceived));
+    while ((nReceived = RecvData(file.Room(), nBlock, kTransferSilence)) >= 1) {
+        const bool bWritten = file.Take(static_cast<std::size_t>(nReceived));
         if (!bWritten && m_Options.bVerify) return FTP_LOCAL_IO_FAILED;
         ullTotal += static_cast<unsigned int>(nReceived);
         if (!TellProgress(ullTotal)) return FTP_CANCELLED;

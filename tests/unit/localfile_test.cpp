@@ -6,7 +6,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <string_view>
 
 #include "tests/support/tempdir.h"
 
@@ -31,15 +33,24 @@ long Calls(const std::string& strCounter) {
     return 0;
 }
 
+bool Write(CRetrievedFile& target, std::string_view strBytes) {
+    return target.Take(strBytes.copy(target.Room(), strBytes.size()));
+}
+
+std::string Content(const std::string& strPath) {
+    std::ifstream file(strPath, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 TEST(LocalFile, IsWrittenAndReadInLargeBlocks) {
     const TestSupport::TempDir directory;
     const std::string strPath = directory.File("f");
     std::string strBlock(kBlock, 'x');
 
     const long nBeforeWriting = Calls("syscw:");
-    CRetrievedFile target(strPath, false);
+    CRetrievedFile target(strPath, false, kBlock);
     for (std::size_t i = 0; i < kBlocks; ++i)
-        ASSERT_TRUE(target.Write(strBlock.data(), kBlock));
+        ASSERT_TRUE(Write(target, strBlock));
     ASSERT_TRUE(target.Close());
     const long nWrites = Calls("syscw:") - nBeforeWriting;
     EXPECT_GE(nWrites, 1);
@@ -59,14 +70,69 @@ TEST(LocalFile, IsNotKeptWhereADirectoryHasTakenItsPlace) {
     const TestSupport::TempDir directory;
     const std::string strPath = directory.File("f");
     {
-        CRetrievedFile target(strPath, true);
-        ASSERT_TRUE(target.Write("tea", 3));
+        CRetrievedFile target(strPath, true, kBlock);
+        ASSERT_TRUE(Write(target, "tea"));
         ASSERT_TRUE(target.Close());
         ASSERT_TRUE(std::filesystem::create_directory(strPath));
         EXPECT_FALSE(target.Keep());
     }
     EXPECT_TRUE(std::filesystem::is_directory(strPath));
     EXPECT_FALSE(std::filesystem::exists(strPath + ".part"));
+}
+
+TEST(LocalFile, HoldsItsBytesInOrderWhateverThePieces) {
+    const TestSupport::TempDir directory;
+    for (const std::size_t nPiece : {1U, 1023U, 1024U, 262143U, 262144U, 262145U, 1048576U}) {
+        std::string strBytes(3 * kFileBuffer + 5, '\0');
+        for (std::size_t i = 0; i < strBytes.size(); ++i)
+            strBytes[i] = static_cast<char>(i % 251);
+        const std::string strPath = directory.File(std::to_string(nPiece));
+        CRetrievedFile target(strPath, false, nPiece);
+        for (std::size_t nFrom = 0; nFrom < strBytes.size(); nFrom += nPiece)
+            ASSERT_TRUE(Write(target, std::string_view(strBytes).substr(nFrom, nPiece)));
+        ASSERT_TRUE(target.Close());
+        EXPECT_TRUE(Content(strPath) == strBytes) << nPiece;
+    }
+}
+
+// Whatever the pieces: one write takes 256 KiB or more.
+TEST(LocalFile, IsNotWrittenMoreOftenForPiecesThatDoNotFillItsBuffer) {
+    const TestSupport::TempDir directory;
+    const std::string strPiece(1023, 'x');
+    CRetrievedFile target(directory.File("f"), false, kBlock);
+    const long nBefore = Calls("syscw:");
+    for (std::size_t i = 0; i < 10 * kBlocks; ++i)
+        ASSERT_TRUE(Write(target, strPiece));
+    ASSERT_TRUE(target.Close());
+    EXPECT_LE(Calls("syscw:") - nBefore, 10 * kBuffers);
+}
+
+TEST(LocalFile, KeepsWhatCameOfATransferThatIsGivenUp) {
+    const TestSupport::TempDir directory;
+    const std::string strPath = directory.File("f");
+    {
+        CRetrievedFile target(strPath, false, kBlock);
+        ASSERT_TRUE(Write(target, "tea"));
+    }
+    EXPECT_EQ(Content(strPath), "tea");
+}
+
+TEST(LocalFile, TellsOfAFullDeviceOnceItWrites) {
+    CRetrievedFile target("/dev/full", false, kBlock);
+    ASSERT_TRUE(target.IsOpen());
+    const std::string strBlock(kBlock, 'x');
+    for (std::size_t n = 1; n < kFileBuffer / kBlock; ++n)
+        ASSERT_TRUE(Write(target, strBlock)) << "held, not written";
+    EXPECT_FALSE(Write(target, strBlock));
+    EXPECT_TRUE(Write(target, strBlock));
+    EXPECT_FALSE(target.Close());
+}
+
+TEST(LocalFile, TellsOfAFullDeviceWhenItCloses) {
+    CRetrievedFile target("/dev/full", false, kBlock);
+    ASSERT_TRUE(Write(target, "tea"));
+    EXPECT_FALSE(target.Close());
+    EXPECT_TRUE(target.Close()) << "of what is closed nothing is left to fail";
 }
 
 }  // namespace
