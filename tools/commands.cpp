@@ -60,7 +60,8 @@ std::vector<SEntry> Matching(std::vector<SEntry> entries, const std::string& str
     return entries;
 }
 
-std::string JsonLines(const std::vector<SEntry>& entries) {
+std::string JsonLines(std::vector<SEntry> entries) {
+    SortByName(entries);
     std::string strLines;
     for (const SEntry& entry : entries)
         strLines += EntryJson(entry);

@@ -23,10 +23,14 @@ const char* TypeName(EEntryType eType) {
 
 }  // namespace
 
-std::string EntryTable(std::vector<SEntry> entries) {
+void SortByName(std::vector<SEntry>& entries) {
     std::stable_sort(entries.begin(), entries.end(), [](const SEntry& left, const SEntry& right) {
         return left.strName < right.strName;
     });
+}
+
+std::string EntryTable(std::vector<SEntry> entries) {
+    SortByName(entries);
     std::size_t nSizeWidth = 0;
     std::size_t nTimeWidth = 0;
     for (SEntry& entry : entries) {

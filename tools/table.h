@@ -8,6 +8,9 @@
 
 namespace qelftp {
 
+// Equal names stay in their order.
+void SortByName(std::vector<SEntry>& entries);
+
 // One line per entry, sorted by name: type, size (right-aligned), time, name. Columns are separated
 // by two blanks; the texts are as VisibleText makes them. No entries give an empty text.
 std::string EntryTable(std::vector<SEntry> entries);

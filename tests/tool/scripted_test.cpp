@@ -4,7 +4,9 @@
 
 #include <chrono>
 #include <filesystem>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "tests/support/payload.h"
 #include "tests/support/scriptedserver.h"
@@ -56,6 +58,30 @@ TEST(ScriptedSession, ListingTextsCannotDriveTheTerminal) {
               "file  5\\x1b[2J  2019-03-03               \\x1b]0;title\\x07.txt\n"
               "dir          0  03-03\\x1b[1m-19 10:00AM  a\\x9bb\n");
     server.ExpectFinished();
+}
+
+TEST(ScriptedSession, AListingIsSortedAsATableAndAsJson) {
+    for (const bool bJson : {false, true}) {
+        SCOPED_TRACE(bJson ? "json" : "table");
+        ScriptedServer server{LoggedIn(), Expect("CWD /home/bob/"), Say("250 there\r\n"),
+                              Listing("-rw-r--r-- 1 u g 1 Mar 3 2019 second\r\n"
+                                      "drwxr-xr-x 1 u g 2 Mar 3 2019 third\r\n"
+                                      "-rw-r--r-- 1 u g 3 Mar 3 2019 first\r\n"),
+                              LoggedOut()};
+        std::vector<std::string> arguments = {"ls", Url(server, "/")};
+        if (bJson) arguments.emplace_back("--json");
+        const SRun run = RunWithPassword(arguments);
+        EXPECT_EQ(run.nExit, 0) << run.strErr;
+        std::string strOrder;
+        std::istringstream lines(run.strOut);
+        for (std::string strLine; std::getline(lines, strLine);) {
+            for (const char* pszName : {"first", "second", "third"})
+                if (strLine.find(pszName) != std::string::npos)
+                    strOrder += std::string(pszName) + ' ';
+        }
+        EXPECT_EQ(strOrder, "first second third ") << run.strOut;
+        server.ExpectFinished();
+    }
 }
 
 TEST(ScriptedSession, ExistsDoesNotTakeALostConnectionForNo) {
