@@ -97,8 +97,12 @@ class FtpClients(Clients):
         return self.harnesses(["login", times], times)
 
     def list(self, folder, count):
+        words = ["list", folder]
+        peers = self.harnesses(words, count)
+        peers["floor, records"] = self.harness("floor", LIBRARIES["floor"], words, count,
+                                               BENCH_SAME_RULES="1")
         return self.with_programs(
-            self.harnesses(["list", folder], count),
+            peers,
             {"qelftp": [self.bin / "qelftp", "ls", f"{self.url}/{folder}"],
              "curl": [*self.curl, f"{self.secret}/{folder}/"],
              "lftp": self.lftp(f"ls {folder}"),  # cls asks for the time of each file
@@ -140,7 +144,7 @@ class FtpClients(Clients):
         words = self.words(direction, folder, count)
         peers = self.harnesses(words, count)
         peers["floor, CWD each"] = self.harness("floor", LIBRARIES["floor"], words, count,
-                                                BENCH_DIRECTORY_FIRST="1")
+                                                BENCH_SAME_RULES="1")
         return self.with_programs(peers, self.programs(direction, folder, count))
 
     def classic(self, direction, folder, count):

@@ -114,8 +114,10 @@ def measured(work, options, runs, scratch):
     samples, failed = interleaved(runner, work, scratch, runs, tell)
     calls = {}
     if not options.no_strace:
+        # Under strace a slow one would be slower yet.
         work = dataclasses.replace(work, peers={name: peer for name, peer in work.peers.items()
-                                                if name not in failed})
+                                                if name not in failed
+                                                and len(samples[name]) == runs})
         try:
             calls = calls_per_unit(work, scratch)
         except Failure as failure:
@@ -123,14 +125,17 @@ def measured(work, options, runs, scratch):
     return summary(work, samples, failed, calls)
 
 
-def parser_speed(program):
-    """Lines a second of the listing parser, the median of some repetitions."""
-    done = subprocess.run([program, "--benchmark_filter=^ListingUnix$", "--benchmark_format=json",
-                           "--benchmark_repetitions=5", "--benchmark_min_time=0.1"],
+def micro_benchmarks(program):
+    """What qel_micro tells, by name; of some repetitions the median time."""
+    done = subprocess.run([program, "--benchmark_format=json", "--benchmark_repetitions=5",
+                           "--benchmark_min_time=0.1"],
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
-    runs = [run for run in json.loads(done.stdout)["benchmarks"]
-            if run["run_type"] == "iteration"]
-    return statistics.median(run["lines/s"] for run in runs)
+    runs = {}
+    for run in json.loads(done.stdout)["benchmarks"]:
+        if run["run_type"] == "iteration":
+            runs.setdefault(run["run_name"], []).append(run)
+    return {name: sorted(some, key=lambda run: run["real_time"])[len(some) // 2]
+            for name, some in runs.items()}
 
 
 def duration(seconds):
@@ -151,7 +156,7 @@ class Results:
         self.options, self.works, self.every = options, works, every
         self.folder = options.out or options.build / "results"
         self.ours = {work.name: work.ours for work in works}
-        self.rows, self.about, self.lines_per_s = [], [], None
+        self.rows, self.about, self.micro = [], [], {}
         self.settings = [
             f"{datetime.date.today()}; {runs} counted runs of each after a warm-up, by turns; "
             f"files in memory, small ones of 2 KiB, the large one of {sizes.mib:,} MiB"]
@@ -160,7 +165,8 @@ class Results:
 
     @property
     def verdicts(self):
-        return evaluate(self.rows, self.lines_per_s)
+        parser = self.micro.get("ListingUnix")
+        return evaluate(self.rows, parser["lines/s"] if parser else None)
 
     def text(self):
         done = report.works_of(self.rows)
@@ -168,13 +174,14 @@ class Results:
         settings = list(self.settings)
         if left_out:
             settings.append(f"not measured in this run: {', '.join(left_out)}")
-        return report.report(self.about + settings, self.rows, self.ours, self.verdicts)
+        text = report.report(self.about + settings, self.rows, self.ours, self.verdicts)
+        return text + ("\n" + report.micro_table(self.micro) + "\n" if self.micro else "")
 
     def write(self):
         self.folder.mkdir(parents=True, exist_ok=True)
         (self.folder / "results.md").write_text("# Side by side\n\n" + self.text())
         data = {"machine": self.about, "settings": self.settings,
-                "parser_lines_per_s": self.lines_per_s, "rows": self.rows,
+                "micro": self.micro, "rows": self.rows,
                 "goals": [vars(verdict) | {"met": verdict.met} for verdict in self.verdicts]}
         (self.folder / "results.json").write_text(json.dumps(data, indent=1) + "\n")
         (self.folder / "results.svg").write_text(bar_chart(self.rows, self.ours))
@@ -235,7 +242,7 @@ def measure_all(options, sizes, runs):
                              f"run, {busy_now(options):.0%} after it")
     micro = options.build / "bin/qel_micro"
     if micro.exists():
-        results.lines_per_s = parser_speed(micro)
+        results.micro = micro_benchmarks(micro)
     return results
 
 

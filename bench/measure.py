@@ -7,9 +7,8 @@ import signal
 import statistics
 import subprocess
 
-SLOW = 60  # seconds; what takes longer, and so much longer than ours, is not run seven times
+SLOW = 60  # seconds; who takes longer in a run that counts, and so much longer than ours, is done
 SLOW_RATIO = 5
-SLOW_RUNS = 3
 
 
 class Failure(Exception):
@@ -84,35 +83,35 @@ def system_calls(peer, scratch, limit):
     return counts(pathlib.Path(table).read_text())
 
 
-def runs_of(seconds, ours, runs):
-    """How often a peer is counted whose warm-up took that long."""
-    slow = seconds > SLOW and seconds > SLOW_RATIO * ours
-    return min(runs, SLOW_RUNS) if slow else runs
+def is_slow(seconds, ours):
+    return seconds > SLOW and seconds > SLOW_RATIO * ours
 
 
 def interleaved(runner, work, scratch, runs, tell):
     """All peers by turns, A B C A B C ..., after a warm-up each: samples and failures by name."""
     samples = {name: [] for name in work.peers}
-    failed, limits = {}, dict.fromkeys(work.peers, runs)
+    failed, slow = {}, set()
     ours = 0.0
     for turn in range(runs + 1):
         for name, peer in work.peers.items():
-            if name in failed or turn > limits[name]:
+            if name in failed or name in slow:
                 continue
             try:
                 work.prepare()
+                work.freshen()
                 sample = timed(runner, peer, scratch, work.limit)
                 peer.verify(scratch / "stdout")
             except Failure as failure:
                 failed[name] = str(failure)
                 tell(f"{work.name}: {name} FAILED: {failure}")
                 continue
-            if turn > 0:
-                samples[name].append(sample)
-                continue
             if name == work.ours:
                 ours = sample["wall"]
-            limits[name] = runs_of(sample["wall"], ours, runs)
+            if turn == 0:
+                continue
+            samples[name].append(sample)
+            if is_slow(sample["wall"], ours):
+                slow.add(name)
     return samples, failed
 
 

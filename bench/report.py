@@ -59,6 +59,18 @@ def report(about, rows, ours, verdicts):
     return "\n\n".join(parts) + "\n"
 
 
+def micro_table(benchmarks):
+    """What Google Benchmark tells of each by its name; nanoseconds, its default unit."""
+    lines = ["### Parts by themselves (`qel_micro`)", "",
+             "| | ns | lines a second | allocations a line |", "|---|---|---|---|"]
+    for name, run in benchmarks.items():
+        lines_a_second, allocations = (number(run[key]) if key in run else ""
+                                       for key in ("lines/s", "allocations/line"))
+        lines.append(f"| `{name}` | {number(run['real_time'])} | {lines_a_second} | "
+                     f"{allocations} |")
+    return "\n".join(lines)
+
+
 def replaced(page, text):
     """The page with the text between the markers."""
     pattern = re.compile(re.escape(BEGIN) + r"\n.*?" + re.escape(END), re.DOTALL)

@@ -7,6 +7,7 @@ import shutil
 from collections.abc import Callable
 
 from clients import Peer
+from machine import prime
 from measure import Failure
 
 SMALL_SIZE = 2048
@@ -19,7 +20,7 @@ ROUND_TRIP = 20  # milliseconds
 class Sizes:
     mib: int = 1024        # the large file
     small: int = 1000      # small files
-    far_small: int = 100   # small files over the long line: each costs several round trips
+    far_small: int = 40    # small files over the long line: each costs several round trips
     entries: int = 10000   # of the listing; the long one has ten times as many
     counted_mib: int = 64  # more of the larger of the two files to count system calls by
 
@@ -43,6 +44,7 @@ class Work:
     estimate: float  # seconds of one run of one peer on two idle cores, checking included
     ours: str = "ours"
     prepare: Callable = lambda: None
+    freshen: Callable = lambda: None  # before a run that is timed
     counted: list[Part] | None = None
     limit: float = 120  # seconds; who takes longer has failed
 
@@ -86,6 +88,7 @@ class Files:
     """The files at the server and here."""
 
     def __init__(self, folder, sizes):
+        self.mib = sizes.mib
         self.root, self.here, self.target = folder / "root", folder / "here", folder / "target"
         self.stored = self.root / "stored"
         for path in (self.root, self.here, self.target, self.stored):
@@ -125,6 +128,11 @@ class Files:
         self.clear()
         for n in range(SESSIONS):
             (self.target / str(n)).mkdir()
+
+    def freshen(self):
+        """Touches as much memory as a large file takes: some hosts take back what a machine does
+        not use, and the next to write would have to wait for it."""
+        prime(self.target, self.mib / 1024)
 
     def checked(self, peers, direction, folder, count):
         """The peers, whose files are looked at after each run."""
@@ -182,7 +190,8 @@ class Works:
             parts = [Part(self.moved(clients_of, direction, folder, 1), mib) for folder, mib in
                      (("count-less", 1), ("count-more", 1 + self.sizes.counted_mib))]
         return Work(name, f"{title} {self.size}", peers, "MiB", estimate * self.sizes.mib / 1024,
-                    prepare=self.files.clear, counted=parts, limit=1200)
+                    prepare=self.files.clear, freshen=self.files.freshen, counted=parts,
+                    limit=1200)
 
     @property
     def size(self):
@@ -222,7 +231,7 @@ class Works:
                            ftp.large, direction, 4, counted=False)
         peers = self.files.checked(ftp.floor("large") | self.relay_floors(), "get", "large", 1)
         yield Work("relay", f"what the relay lets through: the floor fetches {self.size}", peers,
-                   "MiB", 3 * sizes.mib / 1024, "floor", self.files.clear)
+                   "MiB", 3 * sizes.mib / 1024, "floor", self.files.clear, self.files.freshen)
 
     def relay_floors(self):
         return {"floor, relay without delay": self.relayed.floor("large")["floor"],

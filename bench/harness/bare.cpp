@@ -4,12 +4,13 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -41,7 +42,7 @@ public:
     CBare(SServer server, const SManner& manner)
         : m_server(std::move(server)),
           m_nBlock(manner.nBlock == 0 ? kBuffer : std::min(manner.nBlock, kBuffer)),
-          m_bDirectoryFirst(manner.bDirectoryFirst),
+          m_bSameRules(manner.bSameRules),
           m_buffer(kBuffer) {}
 
     void Login() override {
@@ -49,7 +50,7 @@ public:
         Await('2');
         Command("USER " + m_server.strUser, '3');
         Command("PASS " + m_server.strPassword, '2');
-        if (m_bDirectoryFirst) TakeRoot();
+        if (m_bSameRules) TakeRoot();
         Command("TYPE I", '2');
     }
     void Close() override {
@@ -59,15 +60,7 @@ public:
 
     std::size_t List(const std::string& strDir) override {
         Command("CWD " + strDir, '2');
-        CDescriptor data(Transfer("LIST"));
-        std::size_t nLines = 0;
-        ssize_t nReceived = 0;
-        while ((nReceived = ::recv(data.Get(), m_buffer.data(), m_buffer.size(), 0)) > 0)
-            nLines += static_cast<std::size_t>(
-                std::count(m_buffer.data(), m_buffer.data() + nReceived, '\n'));
-        data.Reset(-1);
-        Finish();
-        return nLines;
+        return m_bSameRules ? ListRecords() : ListLines();
     }
 
     void Get(const Batch& batch) override {
@@ -86,16 +79,70 @@ public:
             const CDescriptor file(::open(strLocal.c_str(), O_RDONLY | O_CLOEXEC));
             {
                 const CDescriptor data(Transfer("STOR", strRemote));
-                if (m_nBlock == kBuffer)
-                    SendWhole(data.Get(), file.Get());
-                else
-                    SendInBlocks(data.Get(), file.Get());
+                Send(data.Get(), file.Get());
             }
             Finish();
         }
     }
 
 private:
+    std::size_t ListLines() {
+        CDescriptor data(Transfer("LIST"));
+        std::size_t nLines = 0;
+        ssize_t nReceived = 0;
+        while ((nReceived = ::recv(data.Get(), m_buffer.data(), m_buffer.size(), 0)) > 0)
+            nLines += static_cast<std::size_t>(
+                std::count(m_buffer.data(), m_buffer.data() + nReceived, '\n'));
+        data.Reset(-1);
+        Finish();
+        return nLines;
+    }
+
+    std::size_t ListRecords() {
+        constexpr std::size_t kRuleBlock = 1024;
+        CDescriptor data(Transfer("LIST"));
+        std::string strText;
+        ssize_t nReceived = 0;
+        while ((nReceived = ::recv(data.Get(), m_buffer.data(), kRuleBlock, 0)) > 0)
+            strText.append(m_buffer.data(), static_cast<std::size_t>(nReceived));
+        data.Reset(-1);
+        Finish();
+        Command("OPTS UTF8 ON", '2');
+        const std::string strConverted = strText;
+        std::vector<std::unique_ptr<SRecord>> records;
+        std::size_t nStart = 0;
+        for (std::size_t nEnd = 0; (nEnd = strConverted.find('\n', nStart)) != std::string::npos;
+             nStart = nEnd + 1) {
+            records.push_back(Record(strConverted.data() + nStart, strConverted.data() + nEnd));
+        }
+        return records.size();
+    }
+
+    // What a listing is made into, and the least that makes it: nine columns with one or more
+    // blanks between them, of which none is looked at.
+    struct SRecord {
+        std::string strName;
+        std::string strTime;
+        std::string strSize;
+        unsigned char ucType = 0;
+    };
+    static std::unique_ptr<SRecord> Record(const char* pStart, const char* pEnd) {
+        constexpr std::size_t kColumns = 9;
+        std::array<const char*, kColumns + 1> columns{};
+        for (std::size_t n = 0; n < kColumns; ++n) {
+            columns[n] = pStart;
+            pStart = std::find(pStart, pEnd, ' ');
+            while (pStart != pEnd && *pStart == ' ')
+                ++pStart;
+        }
+        columns[kColumns] = pEnd;
+        auto record = std::make_unique<SRecord>();
+        record->strName.assign(columns[8], columns[9]);
+        record->strTime.assign("2026-11-21 18:00");
+        record->strSize.assign(columns[4], columns[5] - 1);
+        return record;
+    }
+
     int Connected(unsigned short usPort) const {
         const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in address = {};
@@ -150,14 +197,8 @@ private:
             throw std::runtime_error("cannot write");
     }
 
-    static void SendWhole(int fdData, int fdFile) {
-        ssize_t nSent = 0;
-        while ((nSent = ::sendfile(fdData, fdFile, nullptr, 1U << 30U)) > 0) {
-        }
-        if (nSent < 0) throw std::runtime_error("cannot send");
-    }
-
-    void SendInBlocks(int fdData, int fdFile) {
+    // sendfile() would be fewer system calls and takes longer, from memory to a loopback socket.
+    void Send(int fdData, int fdFile) {
         ssize_t nRead = 0;
         while ((nRead = ::read(fdFile, m_buffer.data(), kBuffer)) > 0) {
             std::size_t nSize = 0;
@@ -181,7 +222,7 @@ private:
 
     int Transfer(const std::string& strCommand, const std::string& strPath) {
         const std::size_t nSlash = strPath.rfind('/');
-        if (!m_bDirectoryFirst || nSlash == std::string::npos)
+        if (!m_bSameRules || nSlash == std::string::npos)
             return Transfer(strCommand + " " + strPath);
         Command("CWD " + m_strRoot + "/" + strPath.substr(0, nSlash), '2');
         return Transfer(strCommand + " " + strPath.substr(nSlash + 1));
@@ -207,7 +248,7 @@ private:
 
     SServer m_server;
     std::size_t m_nBlock;
-    bool m_bDirectoryFirst;
+    bool m_bSameRules;
     std::vector<char> m_buffer;
     CDescriptor m_control;
     std::string m_strWaiting;

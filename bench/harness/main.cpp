@@ -9,7 +9,7 @@
 //                                  sessions side by side, which take the copies by turns
 //
 // The server comes from BENCH_ADDRESS, BENCH_PORT, BENCH_USER and BENCH_PASSWORD, for SFTP also
-// from BENCH_KEY and BENCH_HOST_KEY; how it is done from BENCH_BLOCK and BENCH_DIRECTORY_FIRST.
+// from BENCH_KEY and BENCH_HOST_KEY; how it is done from BENCH_BLOCK and BENCH_SAME_RULES.
 
 #include <cstdio>
 #include <cstdlib>
@@ -39,7 +39,7 @@ std::unique_ptr<CPeer> Peer() {
     server.strHostKey = Setting("BENCH_HOST_KEY", "");
     SManner manner;
     manner.nBlock = std::stoul(Setting("BENCH_BLOCK", "0"));
-    manner.bDirectoryFirst = Setting("BENCH_DIRECTORY_FIRST", "0") == "1";
+    manner.bSameRules = Setting("BENCH_SAME_RULES", "0") == "1";
     return MakePeer(server, manner);
 }
 

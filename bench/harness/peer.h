@@ -24,8 +24,10 @@ struct SManner {
     // peer's own choice.
     std::size_t nBlock = 0;
 
-    // For the floor alone: a change of directory before each file, as the library does.
-    bool bDirectoryFirst = false;
+    // For the floor alone: what the library's own rules want of any client. A change of directory
+    // before each file; a listing in blocks of 1,024 bytes, kept whole, its characters' encoding
+    // asked for afterwards, and then made into records.
+    bool bSameRules = false;
 };
 
 // Everything throws std::exception when the work is not done.

@@ -15,7 +15,7 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 import measure  # noqa: E402
 from clients import LIBRARY, Peer, prints, shows_lines  # noqa: E402
-from measure import Failure, counts, interleaved, runs_of, summary, timed  # noqa: E402
+from measure import Failure, counts, interleaved, is_slow, summary, timed  # noqa: E402
 from work import Part, Work, chosen, expect_files, pattern, same  # noqa: E402
 
 RUNNER = pathlib.Path(sys.argv.pop(1)).resolve()
@@ -122,11 +122,30 @@ class Interleaved(Scratch):
         _, failed = interleaved(RUNNER, work, self.scratch, 2, lambda text: None)
         self.assertIn("exit code 1", failed["a"])
 
-    def test_only_who_is_slow_and_much_slower_than_ours_runs_less_often(self):
-        self.assertEqual(runs_of(59, 0.1, 7), 7)
-        self.assertEqual(runs_of(100, 50, 7), 7)
-        self.assertEqual(runs_of(400, 50, 7), 3)
-        self.assertEqual(runs_of(400, 50, 2), 2)
+    def test_only_who_is_slow_and_much_slower_than_ours_is_slow(self):
+        self.assertFalse(is_slow(59, 0.1))
+        self.assertFalse(is_slow(100, 50))
+        self.assertTrue(is_slow(400, 50))
+
+    def test_who_is_slow_is_counted_once_and_done(self):
+        kept, measure.SLOW = measure.SLOW, 0.3
+        self.addCleanup(setattr, measure, "SLOW", kept)
+        log = self.scratch / "log"
+        in_its_third_run = f"[ $(grep -c y {log}) -ne 3 ] || sleep 0.5"
+        work = self.work(ours=shell("true"), slow=shell(f"echo x >>{log}; sleep 0.5"),
+                         at_times=shell(f"echo y >>{log}; {in_its_third_run}"))
+        samples, failed = interleaved(RUNNER, work, self.scratch, 4, self.fail)
+        self.assertEqual({name: len(all_of) for name, all_of in samples.items()},
+                         {"ours": 4, "slow": 1, "at_times": 2})
+        self.assertEqual(failed, {})
+        self.assertEqual(sorted(log.read_text().split()), ["x"] * 2 + ["y"] * 3)
+
+    def test_freshens_after_preparing_each_time(self):
+        log = []
+        work = dataclasses.replace(self.work(a=shell("true")), prepare=lambda: log.append("p"),
+                                   freshen=lambda: log.append("f"))
+        interleaved(RUNNER, work, self.scratch, 2, self.fail)
+        self.assertEqual(log, ["p", "f"] * 3)
 
 
 class Calls(Scratch):

@@ -9,7 +9,7 @@ import xml.etree.ElementTree
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 from chart import LONGEST, bar_chart  # noqa: E402
 from goals import Verdict  # noqa: E402
-from report import BEGIN, END, goals_table, replaced, short_of, table  # noqa: E402
+from report import BEGIN, END, goals_table, micro_table, replaced, short_of, table  # noqa: E402
 
 ROW = {"work": "get", "title": "get a file", "unit": "MiB", "failed": None, "runs": 7,
        "kind": "library", "min_s": 0.5, "max_s": 2.5, "cpu_s": 0.25, "peak_kib": 2048,
@@ -40,6 +40,13 @@ class Tables(unittest.TestCase):
             "| put | time | at most 1 |  | not measured |",
             "| parser | lines | at least 3,000,000 | 4,000,000 | met |"])
         self.assertEqual(short_of(verdicts), ["get: calls is 5,000, the goal is at most 3,072"])
+
+
+    def test_a_line_a_micro_benchmark(self):
+        lines = micro_table({"Parse": {"real_time": 1234567.8, "lines/s": 6e6,
+                                       "allocations/line": 2.0}, "Join": {"real_time": 68.84}})
+        self.assertEqual(lines.splitlines()[4:], [
+            "| `Parse` | 1,234,568 | 6,000,000 | 2.00 |", "| `Join` | 68.8 |  |  |"])
 
 
 class Page(unittest.TestCase):
