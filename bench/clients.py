@@ -169,6 +169,12 @@ class FtpClients(Clients):
                                                   BENCH_BLOCK="262144")
         return self.with_programs(peers, self.programs(direction, folder, count))
 
+    def large_best(self, direction, folder, count):
+        """Of each library only what was best without the line's round trip."""
+        peers = self.large(direction, folder, count)
+        return {name: peer for name, peer in peers.items()
+                if name not in ("libcurl", "libcurl, 256 KiB", "Poco")}
+
     def add_curl(self, peers, words, count, buffers):
         if (self.bin / LIBRARIES["libcurl"]).exists():
             for name, size in buffers.items():

@@ -52,6 +52,9 @@ def arguments():
                              "speed")
     parser.add_argument("--no-strace", action="store_true", help="do not count system calls")
     parser.add_argument("--out", type=pathlib.Path, help="where results go (BUILD/results)")
+    parser.add_argument("--keep", action="store_true",
+                        help="keep what earlier runs measured of other works; their results are in "
+                             "the same folder")
     parser.add_argument("--write", action="store_true",
                         help="put the results into docs/performance.md as well")
     for field in dataclasses.fields(Sizes):
@@ -155,36 +158,54 @@ class Results:
     def __init__(self, options, sizes, runs, works, every):
         self.options, self.works, self.every = options, works, every
         self.folder = options.out or options.build / "results"
-        self.ours = {work.name: work.ours for work in works}
+        self.ours = {work.name: work.ours for work in every}
         self.rows, self.about, self.micro = [], [], {}
+        self.earlier = self.kept({work.name for work in works}) if options.keep else []
         self.settings = [
             f"{datetime.date.today()}; {runs} counted runs of each after a warm-up, by turns; "
             f"files in memory, small ones of 2 KiB, the large one of {sizes.mib:,} MiB"]
         if options.quick:
             self.settings.append("**tiny works (--quick): shows nothing about speed**")
 
+    def kept(self, measured_now):
+        """The rows of earlier runs, which say of which commit and day they are."""
+        with contextlib.suppress(FileNotFoundError):
+            data = json.loads((self.folder / "results.json").read_text())
+            run = f"{data['settings'][0]}; {data['machine'][-1]}"
+            return [{"run": run} | row for row in data["rows"] if row["work"] not in measured_now]
+        return []
+
+    @property
+    def all_rows(self):
+        """In the order of the works, whichever run they are of."""
+        order = [work.name for work in self.every]
+        return sorted(self.earlier + self.rows, key=lambda row: order.index(row["work"]))
+
     @property
     def verdicts(self):
         parser = self.micro.get("ListingUnix")
-        return evaluate(self.rows, parser["lines/s"] if parser else None)
+        return evaluate(self.all_rows, parser["lines/s"] if parser else None)
 
     def text(self):
-        done = report.works_of(self.rows)
+        done = report.works_of(self.all_rows)
         left_out = [work.name for work in self.every if work.name not in done]
         settings = list(self.settings)
+        for run in dict.fromkeys(row["run"] for row in self.earlier):
+            works = report.works_of(row for row in self.earlier if row["run"] == run)
+            settings.append(f"of an earlier run ({run}): {', '.join(works)}")
         if left_out:
             settings.append(f"not measured in this run: {', '.join(left_out)}")
-        text = report.report(self.about + settings, self.rows, self.ours, self.verdicts)
+        text = report.report(self.about + settings, self.all_rows, self.ours, self.verdicts)
         return text + ("\n" + report.micro_table(self.micro) + "\n" if self.micro else "")
 
     def write(self):
         self.folder.mkdir(parents=True, exist_ok=True)
         (self.folder / "results.md").write_text("# Side by side\n\n" + self.text())
         data = {"machine": self.about, "settings": self.settings,
-                "micro": self.micro, "rows": self.rows,
+                "micro": self.micro, "rows": self.all_rows,
                 "goals": [vars(verdict) | {"met": verdict.met} for verdict in self.verdicts]}
         (self.folder / "results.json").write_text(json.dumps(data, indent=1) + "\n")
-        (self.folder / "results.svg").write_text(bar_chart(self.rows, self.ours))
+        (self.folder / "results.svg").write_text(bar_chart(self.all_rows, self.ours))
 
     def draw(self):
         """The chart as PNG. False without the program for it."""

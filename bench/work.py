@@ -20,7 +20,7 @@ ROUND_TRIP = 20  # milliseconds
 class Sizes:
     mib: int = 1024        # the large file
     small: int = 1000      # small files
-    far_small: int = 40    # small files over the long line: each costs several round trips
+    far_small: int = 20    # small files over the long line: each costs several round trips
     entries: int = 10000   # of the listing; the long one has ten times as many
     counted_mib: int = 64  # more of the larger of the two files to count system calls by
 
@@ -180,7 +180,7 @@ class Works:
 
     def batch(self, name, title, clients_of, direction, folder, count, estimate, counted=True):
         peers = self.moved(clients_of, direction, folder, count)
-        return Work(name, title, peers, "file", estimate, prepare=self.files.clear, limit=600,
+        return Work(name, title, peers, "file", estimate, prepare=self.files.clear, limit=60,
                     counted=[Part(peers, count)] if counted else None)
 
     def one(self, name, title, clients_of, direction, estimate, counted=True):
@@ -228,7 +228,7 @@ class Works:
                              ftp.small, direction, "far", count, count * 0.1, counted=False)
         for direction in ("get", "put"):
             yield self.one(f"far-{direction}-large", f"{direction}{over}, blocks of 256 KiB,",
-                           ftp.large, direction, 4, counted=False)
+                           ftp.large_best, direction, 4, counted=False)
         peers = self.files.checked(ftp.floor("large") | self.relay_floors(), "get", "large", 1)
         yield Work("relay", f"what the relay lets through: the floor fetches {self.size}", peers,
                    "MiB", 3 * sizes.mib / 1024, "floor", self.files.clear, self.files.freshen)

@@ -65,6 +65,19 @@ class Compare(unittest.TestCase):
         print("Peers:", ", ".join(sorted({peer for _, peer in rows})))
         print("Not installed, so not tried:", ", ".join(missing) or "none")
 
+    def test_keeps_what_earlier_runs_measured_of_other_works(self):
+        for only in (["login", "list"], ["put-small", "list"]):
+            done = compare(self.out, "--no-strace", "--keep", "--only", *only)
+            self.assertEqual(done.returncode, 0, done.stdout)
+        rows = json.loads((self.out / "results.json").read_text())["rows"]
+        self.assertEqual(list(dict.fromkeys(row["work"] for row in rows)),
+                         ["login", "list", "put-small"])
+        self.assertEqual({row["work"] for row in rows if "run" in row}, {"login"})
+        text = (self.out / "results.md").read_text()
+        self.assertRegex(text, r"of an earlier run \(.*commit .*\): login\n")
+        done = compare(self.out, "--no-strace", "--only", "login")
+        self.assertNotIn("put-small", (self.out / "results.md").read_text().split("### By work")[1])
+
     def assert_counted(self, rows, may):
         calls = rows["get-1k", "floor, 1 KiB"]["calls"]
         if not may or shutil.which("strace") is None:
