@@ -27,7 +27,7 @@ import report  # noqa: E402
 from chart import bar_chart  # noqa: E402
 from clients import FtpClients, SftpClients  # noqa: E402
 from goals import evaluate  # noqa: E402
-from measure import Failure, calls_per_unit, interleaved, summary  # noqa: E402
+from measure import calls_per_unit, interleaved, summary  # noqa: E402
 from servers import PROJECT, Relay, Sshd, Vsftpd, give  # noqa: E402
 from work import QUICK, ROUND_TRIP, Files, Sizes, Works, chosen  # noqa: E402
 
@@ -121,10 +121,7 @@ def measured(work, options, runs, scratch):
         work = dataclasses.replace(work, peers={name: peer for name, peer in work.peers.items()
                                                 if name not in failed
                                                 and len(samples[name]) == runs})
-        try:
-            calls = calls_per_unit(work, scratch)
-        except Failure as failure:
-            tell(f"{work.name}: system calls not counted: {failure}")
+        calls = calls_per_unit(work, scratch, tell)
     return summary(work, samples, failed, calls)
 
 
@@ -208,19 +205,17 @@ class Results:
         (self.folder / "results.svg").write_text(bar_chart(self.all_rows, self.ours))
 
     def draw(self):
-        """The chart as PNG. False without the program for it."""
+        """The chart as PNG, where there is the program for it."""
         if shutil.which("rsvg-convert") is None:
             tell("No results.png: rsvg-convert (librsvg2-bin) is not installed.")
-            return False
+            return
         subprocess.run(["rsvg-convert", "-o", self.folder / "results.png",
                         self.folder / "results.svg"], check=True)
-        return True
 
     def write_page(self):
         picture = "\n![Times beside ours](performance.svg)\n"
         PAGE.write_text(report.replaced(PAGE.read_text(), self.text() + picture))
-        for kind in ("svg", "png"):
-            shutil.copy(self.folder / f"results.{kind}", PAGE.with_name(f"performance.{kind}"))
+        shutil.copy(self.folder / "results.svg", PAGE.with_name("performance.svg"))
 
     def failed(self):
         return [f"{row['peer']} in {row['work']}" for row in self.rows if row["failed"] is not None]
@@ -272,8 +267,8 @@ def compare(options, sizes):
     if results is None:
         return 0
     results.write()
-    drawn = results.draw()
-    if options.write and drawn:
+    results.draw()
+    if options.write:
         results.write_page()
     short = report.short_of(results.verdicts) or ["none of those measured"]
     tell("\nShort of the goals:\n" + "\n".join("  " + line for line in short))

@@ -115,21 +115,23 @@ def interleaved(runner, work, scratch, runs, tell):
     return samples, failed
 
 
-def calls_per_unit(work, scratch):
+def calls_per_unit(work, scratch, tell):
     """System calls a unit of the work, by peer and name of the call.
 
     A work that is large has two of another size to count by: their difference is free of what
     starting and logging in costs, and strace need not follow a million blocks.
     """
     table = {}
-    for name in work.peers:
-        if work.counted is None:
-            break
+    for name in work.peers if work.counted is not None else ():
         counted, units = [], []
-        for part in work.counted:
-            work.prepare()
-            counted.append(system_calls(part.peers[name], scratch, work.limit))
-            units.append(part.units)
+        try:
+            for part in work.counted:
+                work.prepare()
+                counted.append(system_calls(part.peers[name], scratch, work.limit))
+                units.append(part.units)
+        except Failure as failure:
+            tell(f"{work.name}: system calls of {name} not counted: {failure}")
+            continue
         if counted[0] is None:
             continue
         less, less_units = (counted[0], units[0]) if len(counted) == 2 else ({}, 0)

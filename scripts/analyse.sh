@@ -29,7 +29,7 @@ memchecked=(
     "tool_parts"
     "tool_sftp_parts"
     "tool_unit"
-    "unit_test:-LocalFile.IsWrittenAndReadInLargeBlocks"
+    "unit_test:-LocalFile.IsWrittenAndReadInLargeBlocks:LocalFile.IsNotWrittenMoreOften*"
 )
 
 announce() { printf '\n== %s\n' "$*"; }

@@ -155,17 +155,32 @@ class Calls(Scratch):
         with self.assertRaises(Failure):
             counts("strace: cannot\n")
 
+    def counted_by(self, function):
+        self.addCleanup(setattr, measure, "system_calls", measure.system_calls)
+        measure.system_calls = function
+
+    def test_who_fails_under_strace_is_told_and_the_others_are_counted(self):
+        def fake(peer, scratch, limit):
+            if peer is None:
+                raise Failure("exit code 1")
+            return peer
+        self.counted_by(fake)
+        told = []
+        work = Work("w", "t", {"a": None, "b": None}, "file", 0,
+                    counted=[Part({"a": None, "b": {"total": 8}}, 4)])
+        self.assertEqual(measure.calls_per_unit(work, None, told.append), {"b": {"total": 2}})
+        self.assertEqual(told, ["w: system calls of a not counted: exit code 1"])
+
     def test_counts_the_difference_of_two_sizes(self):
         def fake(peer, scratch, limit):
             return peer
-        kept, measure.system_calls = measure.system_calls, fake
-        self.addCleanup(setattr, measure, "system_calls", kept)
+        self.counted_by(fake)
         small, large = {"read": 10, "total": 110}, {"read": 50, "write": 8, "total": 158}
         work = Work("w", "t", {"a": None}, "MiB", 0, counted=[Part({"a": large}, 4)])
-        self.assertEqual(measure.calls_per_unit(work, None),
+        self.assertEqual(measure.calls_per_unit(work, None, self.fail),
                          {"a": {"read": 12.5, "write": 2, "total": 39.5}})
         work = dataclasses.replace(work, counted=[Part({"a": small}, 1), Part({"a": large}, 5)])
-        self.assertEqual(measure.calls_per_unit(work, None),
+        self.assertEqual(measure.calls_per_unit(work, None, self.fail),
                          {"a": {"read": 10, "write": 2, "total": 12}})
 
 
