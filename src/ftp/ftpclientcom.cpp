@@ -37,7 +37,7 @@ void SleepSeconds(int nSeconds) {
     }
 }
 
-// Descriptors must not leak into programs that the host starts, and ACE::recv needs fewer system
+// Descriptors must not leak into programs that the host starts, and receiving needs fewer system
 // calls on a non-blocking socket.
 void Prepare(ACE_SOCK& socket) {
     socket.enable(ACE_NONBLOCK);
@@ -69,7 +69,8 @@ int ConnectStream(ACE_SOCK_Connector& connector, ACE_SOCK_Stream& stream, const 
         nResult =
             connector.connect(stream, server, &ACE_Time_Value::zero, ACE_Addr::sap_any, 0, 0, 0, 0);
     } while (nResult < 0 && errno == EINTR);
-    if (nResult < 0 && errno == EWOULDBLOCK && nTimeout > 0) {
+    const bool bAtOnce = nResult >= 0;
+    if (!bAtOnce && errno == EWOULDBLOCK && nTimeout > 0) {
         nResult = AwaitConnection(stream, nTimeout);
     }
     if (nResult < 0) {
@@ -78,7 +79,8 @@ int ConnectStream(ACE_SOCK_Connector& connector, ACE_SOCK_Stream& stream, const 
         errno = nErrno;
         return nResult;
     }
-    Prepare(stream);
+    if (bAtOnce) stream.enable(ACE_NONBLOCK);  // ACE ends it then, and only then
+    stream.enable(ACE_CLOEXEC);
     return nResult;
 }
 
@@ -122,13 +124,16 @@ int ReceiveOnce(const ACE_SOCK_Stream& stream, char* pBuffer, int nCapacity, int
     }
     ACE_Time_Value left(nTimeout, 0);
     ACE_Countdown_Time countdown(&left);
-    ssize_t nReceived = 0;
-    while ((nReceived = ACE::recv(stream.get_handle(), pBuffer, static_cast<std::size_t>(nCapacity),
-                                  &left)) == -1 &&
-           errno == EINTR) {
+    // What ACE::recv does with a time-out, but for its look at the socket's mode, which is known.
+    while (true) {
+        int nResult = ACE::handle_read_ready(stream.get_handle(), &left);
+        if (nResult != -1) {
+            nResult = static_cast<int>(
+                ACE_OS::recv(stream.get_handle(), pBuffer, static_cast<std::size_t>(nCapacity)));
+        }
+        if (nResult != -1 || errno != EINTR) return nResult;
         countdown.update();
     }
-    return static_cast<int>(nReceived);
 }
 
 // The same for a stream of blocks: asks for the bytes first and waits only when there are none,
