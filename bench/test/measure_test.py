@@ -57,6 +57,11 @@ class Timed(Scratch):
         self.assertGreater(large, 48 << 10)
         self.assertEqual(len(ours), 64 << 20)
 
+    def test_adds_the_peak_memory_of_processes_that_live_side_by_side(self):
+        holds = f"{sys.executable} -c 'import time; b = bytearray(48 << 20); time.sleep(1)'"
+        self.assertGreater(self.timed(f"{holds} & {holds}; wait")["peak"], 96 << 10)
+        self.assertLess(self.timed(f"{holds}; {holds}; true")["peak"], 96 << 10)
+
     def test_an_exit_code_is_a_failure_with_the_programs_words(self):
         self.assertEqual(self.failure("echo no luck >&2; exit 3"), "exit code 3: no luck")
 
