@@ -16,6 +16,7 @@ PROJECT = pathlib.Path(__file__).resolve().parent.parent
 ADDRESS = "127.0.0.1"
 PR_SET_PDEATHSIG = 1
 LIBC = ctypes.CDLL(None)
+LOWEST_PORT = 10000  # that a client is told to connect to
 
 VSFTPD = """listen=YES
 listen_ipv6=NO
@@ -64,6 +65,21 @@ def free_port():
     with socket.socket() as probe:
         probe.bind((ADDRESS, 0))
         return probe.getsockname()[1]
+
+
+def client_ports():
+    """What clients connect from."""
+    words = pathlib.Path("/proc/sys/net/ipv4/ip_local_port_range").read_text().split()
+    return range(int(words[0]), int(words[1]) + 1)
+
+
+def passive_ports():
+    """For vsftpd. After a transfer that its client ends, the client's port stays taken for a minute,
+    and of some ten thousand such transfers vsftpd finds no port free for one now and then."""
+    clients = client_ports()
+    below, above = range(LOWEST_PORT, clients.start), range(clients.stop, 65536)
+    ports = max(below, above, key=len)
+    return f"pasv_min_port={ports[0]}\npasv_max_port={ports[-1]}\n" if ports else ""
 
 
 def give(path, user):
@@ -148,7 +164,7 @@ class Vsftpd(Server):
         (self.home / "vsftpd.conf").write_text(
             VSFTPD + f"listen_address={self.address}\nlisten_port={self.port}\n"
             f"ftp_username={self.runs_as.pw_name}\nanon_root={self.root}\n"
-            f"email_password_file={self.home}/passwords\n")
+            f"email_password_file={self.home}/passwords\n" + passive_ports())
         give(self.home, self.runs_as)
         return self.start(["./vsftpd", "vsftpd.conf"], self.runs_as,
                           {"LD_LIBRARY_PATH": str(self.home / "lib")})
