@@ -140,11 +140,12 @@ class FtpClients(Clients):
         return (self.get_programs if direction == "get" else self.put_programs)(folder, count)
 
     def small(self, direction, folder, count):
-        """A batch; with a floor also for a change of directory before each file."""
+        """A batch; with a floor also for the library's rules: a change of directory before each
+        file, and blocks of 1,024 bytes."""
         words = self.words(direction, folder, count)
         peers = self.harnesses(words, count)
-        peers["floor, CWD each"] = self.harness("floor", LIBRARIES["floor"], words, count,
-                                                BENCH_SAME_RULES="1")
+        peers["floor, same rules"] = self.harness("floor", LIBRARIES["floor"], words, count,
+                                                  BENCH_SAME_RULES="1", BENCH_BLOCK="1024")
         return self.with_programs(peers, self.programs(direction, folder, count))
 
     def classic(self, direction, folder, count):

@@ -147,8 +147,8 @@ GOALS = [
     # blocks of 1,024 bytes, a listing made into records; and where nobody is faster.
     Time("list", ("floor, records",), 1.1),
     Time("list-long", ("floor, records",), 1.1),
-    Time("get-small", ("floor, CWD each",), 1.1),
-    Time("put-small", ("floor, CWD each",), 1.1),
+    Time("get-small", ("floor, same rules",), 1.1),
+    Time("put-small", ("floor, same rules",), 1.1),
     Time("get-1k", ("floor, 1 KiB",), 1.1),
     Time("put-1k", ("floor, 1 KiB",), 1.1),
     Time("put-256k", ("floor",), 1.1),

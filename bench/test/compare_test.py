@@ -22,7 +22,7 @@ WORKS = ["login", "list", "put-small", "get-1k", "put-256k", "parallel", "far-ge
 # What is built in any case, and what only where its library or program is installed.
 ALWAYS = {"list": {"ours", "floor", "qelftp"}, "sftp-get-small": {"ours", "qelftp"},
           "get-1k": {"ours", "floor, 1 KiB"}, "parallel": {"ours", "ours, one session"},
-          "put-small": {"ours", "floor", "floor, CWD each", "qelftp"}}
+          "put-small": {"ours", "floor", "floor, same rules", "qelftp"}}
 PERHAPS = {"libcurl": (build / "bin/bench_curl").exists(),
            "Poco": (build / "bin/bench_poco").exists(), "lftp": shutil.which("lftp"),
            "ncftp": shutil.which("ncftpls"), "curl": shutil.which("curl")}

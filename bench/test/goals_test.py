@@ -109,7 +109,7 @@ class Table(unittest.TestCase):
 
     def test_names_only_peers_that_there_are(self):
         known = set(clients.LIBRARIES) | set(clients.BEST_BUFFERS)
-        known |= {"libcurl, 1 KiB", "floor, 1 KiB", "floor, CWD each", "floor, records",
+        known |= {"libcurl, 1 KiB", "floor, 1 KiB", "floor, same rules", "floor, records",
                   "qelftp", "curl", "lftp", "wget", "ncftp", "OpenSSH sftp", *PEERS, *ANY_CURL}
         for goal in GOALS:
             if isinstance(goal, Time):
