@@ -168,7 +168,8 @@ class Results:
         """The rows of earlier runs, which say of which commit and day they are."""
         with contextlib.suppress(FileNotFoundError):
             data = json.loads((self.folder / "results.json").read_text())
-            run = f"{data['settings'][0]}; {data['machine'][-1]}"
+            commit = next(line for line in data["machine"] if line.startswith("commit "))
+            run = f"{data['settings'][0]}; {commit}"
             return [{"run": run} | row for row in data["rows"] if row["work"] not in measured_now]
         return []
 
