@@ -37,13 +37,6 @@ void SleepSeconds(int nSeconds) {
     }
 }
 
-// Descriptors must not leak into programs that the host starts, and receiving needs fewer system
-// calls on a non-blocking socket.
-void Prepare(ACE_SOCK& socket) {
-    socket.enable(ACE_NONBLOCK);
-    socket.enable(ACE_CLOEXEC);
-}
-
 // Waits for a connection that was begun. A signal that the host handles takes nothing from it:
 // ACE's own wait would give the attempt up, and another one is not the same to a server, which
 // takes one data connection only.
@@ -59,6 +52,9 @@ int AwaitConnection(ACE_SOCK_Stream& stream, int nTimeout) {
 
 // ACE connects on whatever handle the stream still has, and leaves that handle open after some
 // failed attempts; here every attempt begins with a socket of its own and a failed one leaves none.
+//
+// Connected, it is non-blocking, which spares receiving system calls, and close-on-exec: it must
+// not leak into programs that the host starts.
 int ConnectStream(ACE_SOCK_Connector& connector, ACE_SOCK_Stream& stream, const std::string& host,
                   unsigned short usPort, int nTimeout) {
     stream.close();
@@ -240,7 +236,8 @@ int CFtpClientCom::AcceptData(int nTimeout) {
     ACE_Time_Value timeout(nTimeout, 0);
     m_DataSock.close();
     if (m_ListenSock.accept(m_DataSock, &peer, &timeout, true, false) == -1) return -1;
-    Prepare(m_DataSock);
+    m_DataSock.enable(ACE_NONBLOCK);
+    m_DataSock.enable(ACE_CLOEXEC);
     return 0;
 }
 
